@@ -1,0 +1,43 @@
+#include <brennox/Object.h>
+
+#include <brennox/AutoreleasePool.h>
+#include <brennox/String.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <functional>
+
+namespace brennox {
+
+Object::~Object() = default;
+
+Object* Object::retain() noexcept {
+  count_.fetch_add(1, std::memory_order_relaxed);
+  return this;
+}
+
+void Object::release() noexcept {
+  if (count_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+    delete this;
+  }
+}
+
+Object* Object::autorelease() {
+  AutoreleasePool::autorelease(this);
+  return this;
+}
+
+String* Object::description() {
+  char text[96];
+  const int length =
+      std::snprintf(text, sizeof text, "<%s:%p>", className(), static_cast<void*>(this));
+  return String::stringWithUTF8Characters(text, static_cast<std::size_t>(length));
+}
+
+Object* Object::copy() { return nullptr; }
+
+bool Object::isEqual(Object* other) { return this == other; }
+
+std::size_t Object::hash() { return std::hash<const void*>()(this); }
+
+}  // namespace brennox
