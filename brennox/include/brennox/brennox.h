@@ -1,0 +1,34 @@
+// The whole public face of the library.
+#pragma once
+
+#include <brennox/AbstractPart.h>
+#include <brennox/Address.h>
+#include <brennox/Array.h>
+#include <brennox/Attachment.h>
+#include <brennox/AutoreleasePool.h>
+#include <brennox/Data.h>
+#include <brennox/ErrorCode.h>
+#include <brennox/Flags.h>
+#include <brennox/HTMLRendererCallback.h>
+#include <brennox/HashMap.h>
+#include <brennox/IMAPFolder.h>
+#include <brennox/IMAPFolderInfo.h>
+#include <brennox/IMAPFolderStatus.h>
+#include <brennox/IMAPMessage.h>
+#include <brennox/IMAPPart.h>
+#include <brennox/IMAPProgressCallback.h>
+#include <brennox/IMAPSession.h>
+#include <brennox/IMAPSyncResult.h>
+#include <brennox/IndexSet.h>
+#include <brennox/Log.h>
+#include <brennox/MessageBuilder.h>
+#include <brennox/MessageHeader.h>
+#include <brennox/MessageParser.h>
+#include <brennox/Operation.h>
+#include <brennox/POPMessageInfo.h>
+#include <brennox/POPProgressCallback.h>
+#include <brennox/POPSession.h>
+#include <brennox/Range.h>
+#include <brennox/Ref.h>
+#include <brennox/String.h>
+#include <brennox/Value.h>
