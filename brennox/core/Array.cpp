@@ -1,5 +1,4 @@
 #include <brennox/Array.h>
-
 #include <brennox/String.h>
 
 namespace brennox {
@@ -10,7 +9,9 @@ Array::Array(const Array* other) {
   }
 }
 
-Array* Array::array() { return makeAutoreleased<Array>(); }
+Array* Array::array() {
+  return makeAutoreleased<Array>();
+}
 
 Array* Array::arrayWithObject(Object* object) {
   Array* const result = array();
@@ -22,7 +23,9 @@ Object* Array::objectAtIndex(unsigned int index) const noexcept {
   return index < items_.size() ? items_[index].get() : nullptr;
 }
 
-Object* Array::lastObject() const noexcept { return items_.empty() ? nullptr : items_.back().get(); }
+Object* Array::lastObject() const noexcept {
+  return items_.empty() ? nullptr : items_.back().get();
+}
 
 bool Array::containsObject(Object* object) const {
   for (const Ref<Object>& item : items_) {
@@ -74,7 +77,9 @@ void Array::removeLastObject() {
   }
 }
 
-void Array::removeAllObjects() { items_.clear(); }
+void Array::removeAllObjects() {
+  items_.clear();
+}
 
 String* Array::description() {
   std::string text = "[";
@@ -88,7 +93,9 @@ String* Array::description() {
   return makeAutoreleased<String>(std::move(text));
 }
 
-Object* Array::copy() { return makeAutoreleased<Array>(static_cast<const Array*>(this)); }
+Object* Array::copy() {
+  return makeAutoreleased<Array>(static_cast<const Array*>(this));
+}
 
 bool Array::isEqual(Object* other) {
   const auto* array = dynamic_cast<Array*>(other);

@@ -1,7 +1,6 @@
-// One flat vector of pending releases per thread; a pool is a mark in it. Pools nest strictly, so the
-// innermost one always owns the tail.
+// One flat vector of pending releases per thread; a pool is a mark in it. Pools nest strictly, so
+// the innermost one always owns the tail.
 #include <brennox/AutoreleasePool.h>
-
 #include <brennox/Object.h>
 
 #include <vector>
@@ -21,7 +20,9 @@ ThreadPools& pools() {
 
 }  // namespace
 
-AutoreleasePool::AutoreleasePool() : mark_(pools().pending.size()) { ++pools().depth; }
+AutoreleasePool::AutoreleasePool() : mark_(pools().pending.size()) {
+  ++pools().depth;
+}
 
 AutoreleasePool::~AutoreleasePool() {
   ThreadPools& own = pools();

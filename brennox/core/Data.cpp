@@ -1,5 +1,4 @@
 #include <brennox/Data.h>
-
 #include <brennox/String.h>
 
 #include <cstdlib>
@@ -21,7 +20,9 @@ Ref<Block> Block::allocate(std::size_t size) {
   return Ref<Block>::adopt(new Block(bytes, size));
 }
 
-Block::~Block() { platform::freeBlock(bytes_); }
+Block::~Block() {
+  platform::freeBlock(bytes_);
+}
 
 Data::Data(const void* bytes, std::size_t length) {
   if (bytes == nullptr || length == 0) {
@@ -51,7 +52,9 @@ Data::Data(Ref<Block> block) noexcept : block_(std::move(block)) {
 Data::Data(Ref<Block> block, const char* bytes, std::size_t length) noexcept
     : block_(std::move(block)), bytes_(bytes), length_(length) {}
 
-Data* Data::data() { return makeAutoreleased<Data>(); }
+Data* Data::data() {
+  return makeAutoreleased<Data>();
+}
 
 Data* Data::dataWithBytes(const void* bytes, std::size_t length) {
   return makeAutoreleased<Data>(bytes, length);
@@ -87,13 +90,17 @@ String* Data::description() {
   return String::stringWithText("<Data: " + std::to_string(length_) + " bytes>");
 }
 
-Object* Data::copy() { return makeAutoreleased<Data>(static_cast<const Data*>(this)); }
+Object* Data::copy() {
+  return makeAutoreleased<Data>(static_cast<const Data*>(this));
+}
 
 bool Data::isEqual(Object* other) {
   const auto* data = dynamic_cast<Data*>(other);
   return data != nullptr && data->view() == view();
 }
 
-std::size_t Data::hash() { return std::hash<std::string_view>()(view()); }
+std::size_t Data::hash() {
+  return std::hash<std::string_view>()(view());
+}
 
 }  // namespace brennox

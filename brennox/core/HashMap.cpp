@@ -1,6 +1,5 @@
-#include <brennox/HashMap.h>
-
 #include <brennox/Array.h>
+#include <brennox/HashMap.h>
 #include <brennox/String.h>
 
 namespace brennox {
@@ -11,7 +10,9 @@ HashMap::HashMap(const HashMap* other) {
   }
 }
 
-HashMap* HashMap::hashMap() { return makeAutoreleased<HashMap>(); }
+HashMap* HashMap::hashMap() {
+  return makeAutoreleased<HashMap>();
+}
 
 Object* HashMap::objectForKey(Object* key) const {
   if (key == nullptr) {
@@ -33,7 +34,9 @@ void HashMap::removeObjectForKey(Object* key) {
   }
 }
 
-void HashMap::removeAllObjects() { items_.clear(); }
+void HashMap::removeAllObjects() {
+  items_.clear();
+}
 
 Array* HashMap::allKeys() const {
   Array* const keys = Array::array();
@@ -65,7 +68,9 @@ String* HashMap::description() {
   return makeAutoreleased<String>(std::move(text));
 }
 
-Object* HashMap::copy() { return makeAutoreleased<HashMap>(static_cast<const HashMap*>(this)); }
+Object* HashMap::copy() {
+  return makeAutoreleased<HashMap>(static_cast<const HashMap*>(this));
+}
 
 bool HashMap::isEqual(Object* other) {
   const auto* map = dynamic_cast<HashMap*>(other);

@@ -1,5 +1,4 @@
 #include <brennox/IndexSet.h>
-
 #include <brennox/Ref.h>
 #include <brennox/String.h>
 
@@ -26,7 +25,9 @@ IndexSet::IndexSet(const IndexSet* other) {
   }
 }
 
-IndexSet* IndexSet::indexSet() { return makeAutoreleased<IndexSet>(); }
+IndexSet* IndexSet::indexSet() {
+  return makeAutoreleased<IndexSet>();
+}
 
 IndexSet* IndexSet::indexSetWithRange(Range range) {
   IndexSet* const set = indexSet();
@@ -57,7 +58,9 @@ bool IndexSet::containsIndex(std::uint64_t index) const noexcept {
   return after != ranges_.begin() && index <= RangeRightBound(*(after - 1));
 }
 
-void IndexSet::addIndex(std::uint64_t index) { addRange(RangeMake(index, 0)); }
+void IndexSet::addIndex(std::uint64_t index) {
+  addRange(RangeMake(index, 0));
+}
 
 void IndexSet::addRange(Range range) {
   if (RangeIsEmpty(range)) {
@@ -95,7 +98,9 @@ void IndexSet::addIndexSet(const IndexSet* other) {
   }
 }
 
-void IndexSet::removeIndex(std::uint64_t index) { removeRange(RangeMake(index, 0)); }
+void IndexSet::removeIndex(std::uint64_t index) {
+  removeRange(RangeMake(index, 0));
+}
 
 void IndexSet::removeRange(Range range) {
   if (RangeIsEmpty(range)) {
@@ -122,7 +127,9 @@ void IndexSet::removeRange(Range range) {
   ranges_ = std::move(kept);
 }
 
-void IndexSet::removeAllIndexes() { ranges_.clear(); }
+void IndexSet::removeAllIndexes() {
+  ranges_.clear();
+}
 
 String* IndexSet::description() {
   std::string text;
@@ -140,7 +147,9 @@ String* IndexSet::description() {
   return makeAutoreleased<String>(std::move(text));
 }
 
-Object* IndexSet::copy() { return makeAutoreleased<IndexSet>(static_cast<const IndexSet*>(this)); }
+Object* IndexSet::copy() {
+  return makeAutoreleased<IndexSet>(static_cast<const IndexSet*>(this));
+}
 
 bool IndexSet::isEqual(Object* other) {
   const auto* set = dynamic_cast<IndexSet*>(other);

@@ -1,6 +1,5 @@
-#include <brennox/Object.h>
-
 #include <brennox/AutoreleasePool.h>
+#include <brennox/Object.h>
 #include <brennox/String.h>
 
 #include <cstdint>
@@ -34,10 +33,16 @@ String* Object::description() {
   return String::stringWithUTF8Characters(text, static_cast<std::size_t>(length));
 }
 
-Object* Object::copy() { return nullptr; }
+Object* Object::copy() {
+  return nullptr;
+}
 
-bool Object::isEqual(Object* other) { return this == other; }
+bool Object::isEqual(Object* other) {
+  return this == other;
+}
 
-std::size_t Object::hash() { return std::hash<const void*>()(this); }
+std::size_t Object::hash() {
+  return std::hash<const void*>()(this);
+}
 
 }  // namespace brennox

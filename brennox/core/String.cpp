@@ -1,7 +1,6 @@
-#include <brennox/String.h>
-
 #include <brennox/Data.h>
 #include <brennox/Ref.h>
+#include <brennox/String.h>
 
 #include <functional>
 #include <mutex>
@@ -10,12 +9,17 @@
 namespace brennox {
 
 String::String(const char* utf8) : text_(utf8 == nullptr ? "" : utf8) {}
-String::String(const char* utf8, std::size_t length) : text_(utf8 == nullptr ? "" : utf8, utf8 == nullptr ? 0 : length) {}
+String::String(const char* utf8, std::size_t length)
+    : text_(utf8 == nullptr ? "" : utf8, utf8 == nullptr ? 0 : length) {}
 String::String(std::string text) noexcept : text_(std::move(text)) {}
 
-String* String::string() { return makeAutoreleased<String>(); }
+String* String::string() {
+  return makeAutoreleased<String>();
+}
 
-String* String::stringWithUTF8Characters(const char* utf8) { return makeAutoreleased<String>(utf8); }
+String* String::stringWithUTF8Characters(const char* utf8) {
+  return makeAutoreleased<String>(utf8);
+}
 
 String* String::stringWithUTF8Characters(const char* utf8, std::size_t length) {
   return makeAutoreleased<String>(utf8, length);
@@ -48,18 +52,26 @@ String* String::uniquedStringWithText(std::string_view text) {
   return added;
 }
 
-Data* String::dataUsingUTF8() { return Data::dataWithBytes(text_.data(), text_.size()); }
+Data* String::dataUsingUTF8() {
+  return Data::dataWithBytes(text_.data(), text_.size());
+}
 
-String* String::description() { return Ref<String>(this).autoreleased(); }
+String* String::description() {
+  return Ref<String>(this).autoreleased();
+}
 
 // Immutable: a copy is the object itself.
-Object* String::copy() { return Ref<String>(this).autoreleased(); }
+Object* String::copy() {
+  return Ref<String>(this).autoreleased();
+}
 
 bool String::isEqual(Object* other) {
   const auto* string = dynamic_cast<String*>(other);
   return string != nullptr && string->text_ == text_;
 }
 
-std::size_t String::hash() { return std::hash<std::string_view>()(text_); }
+std::size_t String::hash() {
+  return std::hash<std::string_view>()(text_);
+}
 
 }  // namespace brennox

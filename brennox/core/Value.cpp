@@ -1,7 +1,6 @@
-#include <brennox/Value.h>
-
 #include <brennox/Ref.h>
 #include <brennox/String.h>
+#include <brennox/Value.h>
 
 #include <cmath>
 #include <functional>
@@ -51,13 +50,21 @@ Value* Value::valueWithDoubleValue(double value) {
 bool Value::boolValue() const noexcept {
   return std::visit([](auto value) { return value != decltype(value){}; }, value_);
 }
-std::int32_t Value::intValue() const noexcept { return convert<std::int32_t>(value_); }
-std::uint32_t Value::unsignedIntValue() const noexcept { return convert<std::uint32_t>(value_); }
-std::int64_t Value::longLongValue() const noexcept { return convert<std::int64_t>(value_); }
+std::int32_t Value::intValue() const noexcept {
+  return convert<std::int32_t>(value_);
+}
+std::uint32_t Value::unsignedIntValue() const noexcept {
+  return convert<std::uint32_t>(value_);
+}
+std::int64_t Value::longLongValue() const noexcept {
+  return convert<std::int64_t>(value_);
+}
 std::uint64_t Value::unsignedLongLongValue() const noexcept {
   return convert<std::uint64_t>(value_);
 }
-double Value::doubleValue() const noexcept { return convert<double>(value_); }
+double Value::doubleValue() const noexcept {
+  return convert<double>(value_);
+}
 
 String* Value::description() {
   return std::visit(
@@ -72,13 +79,17 @@ String* Value::description() {
 }
 
 // Immutable: a copy is the object itself.
-Object* Value::copy() { return Ref<Value>(this).autoreleased(); }
+Object* Value::copy() {
+  return Ref<Value>(this).autoreleased();
+}
 
 bool Value::isEqual(Object* other) {
   const auto* value = dynamic_cast<Value*>(other);
   return value != nullptr && value->value_ == value_;
 }
 
-std::size_t Value::hash() { return std::hash<Variant>()(value_); }
+std::size_t Value::hash() {
+  return std::hash<Variant>()(value_);
+}
 
 }  // namespace brennox

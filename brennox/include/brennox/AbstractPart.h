@@ -53,8 +53,8 @@ class BRENNOX_EXPORT AbstractPart : public Object {
   virtual bool isAttachment() { return attachment_; }
   virtual void setAttachment(bool isAttachment) { attachment_ = isAttachment; }
 
-  // The children of a multipart (array of AbstractPart), the root first child of message/rfc822, the
-  // header of message/rfc822; null where the part type has none.
+  // The children of a multipart (array of AbstractPart), the root first child of message/rfc822,
+  // the header of message/rfc822; null where the part type has none.
   virtual Array* parts() { return nullptr; }
   virtual AbstractPart* mainPart() { return nullptr; }
   virtual MessageHeader* header() { return nullptr; }

@@ -9,8 +9,8 @@ namespace brennox {
 
 class Array;
 
-// Texts are decoded UTF-8. The mailbox is kept as given; nothing is validated here, what goes onto the
-// wire is made safe by the writer (builder, SMTP envelope).
+// Texts are decoded UTF-8. The mailbox is kept as given; nothing is validated here, what goes onto
+// the wire is made safe by the writer (builder, SMTP envelope).
 class BRENNOX_EXPORT Address : public Object {
  public:
   Address() = default;
@@ -34,8 +34,8 @@ class BRENNOX_EXPORT Address : public Object {
   String* mailbox() const { return mailbox_.get(); }
   void setMailbox(String* mailbox) { mailbox_ = mailbox; }
 
-  // `Name <mailbox>`, or the bare mailbox without a name; quoted where RFC 5322 needs it. Never null.
-  // RFC822String has non-ASCII names as encoded-words, the other one as they are.
+  // `Name <mailbox>`, or the bare mailbox without a name; quoted where RFC 5322 needs it. Never
+  // null. RFC822String has non-ASCII names as encoded-words, the other one as they are.
   String* RFC822String();
   String* nonEncodedRFC822String();
 

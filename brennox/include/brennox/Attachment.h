@@ -13,8 +13,8 @@ class BRENNOX_EXPORT Attachment : public AbstractPart {
   explicit Attachment(Attachment* other);
   ~Attachment() override;
 
-  // The MIME type that the shared MIME database gives for a file name, "application/octet-stream" when it
-  // knows none. Never null.
+  // The MIME type that the shared MIME database gives for a file name, "application/octet-stream"
+  // when it knows none. Never null.
   static String* mimeTypeForFilename(String* filename);
   // An attachment with the MIME type of its file name. A null file name is allowed.
   static Attachment* attachmentWithData(String* filename, Data* data);
@@ -26,11 +26,13 @@ class BRENNOX_EXPORT Attachment : public AbstractPart {
   virtual String* partID() { return partID_.get(); }
   virtual void setPartID(String* partID) { partID_ = partID; }
 
-  // The content with its transfer encoding removed; null when unset. A part of a parsed message decodes
-  // at every call and keeps no copy: the result is then the caller's alone (Data::isUnique).
+  // The content with its transfer encoding removed; null when unset. A part of a parsed message
+  // decodes at every call and keeps no copy: the result is then the caller's alone
+  // (Data::isUnique).
   virtual Data* data();
   virtual void setData(Data* data);
-  // The content as text: by `charset`, by detection when that is missing or unknown. Null without data.
+  // The content as text: by `charset`, by detection when that is missing or unknown. Null without
+  // data.
   virtual String* decodedString();
 
   Object* copy() override;

@@ -9,8 +9,8 @@ namespace brennox {
 
 class Object;
 
-// Lives on the stack; pools of one thread nest and end in reverse order. Objects autoreleased on this
-// thread while the pool is the innermost one are released by its destructor.
+// Lives on the stack; pools of one thread nest and end in reverse order. Objects autoreleased on
+// this thread while the pool is the innermost one are released by its destructor.
 class BRENNOX_EXPORT AutoreleasePool {
  public:
   AutoreleasePool();

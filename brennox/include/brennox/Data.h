@@ -13,9 +13,9 @@ namespace brennox {
 
 class String;
 
-// Storage of bytes that Data objects share. A block is written once by whoever allocated it, before it
-// is given to a Data, and never again. Blocks of 1 MiB and more are aligned and advised for huge pages:
-// page faults cost more than filling them.
+// Storage of bytes that Data objects share. A block is written once by whoever allocated it, before
+// it is given to a Data, and never again. Blocks of 1 MiB and more are aligned and advised for huge
+// pages: page faults cost more than filling them.
 class BRENNOX_EXPORT Block final : public Object {
  public:
   // Uninitialised storage of `size` bytes. Throws std::bad_alloc when there is none.
@@ -25,7 +25,8 @@ class BRENNOX_EXPORT Block final : public Object {
   const char* bytes() const noexcept { return bytes_; }
   std::size_t size() const noexcept { return size_; }
 
-  // Declares that only the first `size` bytes are in use; the rest stays allocated until the block ends.
+  // Declares that only the first `size` bytes are in use; the rest stays allocated until the block
+  // ends.
   void truncate(std::size_t size) noexcept { size_ = size < size_ ? size : size_; }
 
   ~Block() override;
@@ -36,8 +37,8 @@ class BRENNOX_EXPORT Block final : public Object {
   std::size_t size_;
 };
 
-// Copies and slices are O(1): they share the block. The bytes are immutable, so a Data may be read from
-// any thread.
+// Copies and slices are O(1): they share the block. The bytes are immutable, so a Data may be read
+// from any thread.
 class BRENNOX_EXPORT Data : public Object {
  public:
   Data() noexcept = default;
@@ -63,7 +64,8 @@ class BRENNOX_EXPORT Data : public Object {
   // `length` bytes from `offset`, clamped to what is there; shares the block. Autoreleased.
   Data* subdata(std::size_t offset, std::size_t length);
 
-  // True when no other Data shares the block: the bytes can then be handed on as somebody's private copy.
+  // True when no other Data shares the block: the bytes can then be handed on as somebody's private
+  // copy.
   bool isUnique() const noexcept;
   const Ref<Block>& block() const noexcept { return block_; }
 

@@ -7,7 +7,8 @@ enum ErrorCode : int {
   ErrorNone = 0,
   // The server could not be reached, or the connection was lost.
   ErrorConnection = 1,
-  // TLS was asked for and the server, or this machine, cannot do it (strict GOST without an engine).
+  // TLS was asked for and the server, or this machine, cannot do it (strict GOST without an
+  // engine).
   ErrorTLSNotAvailable = 2,
   // The server's answer could not be understood.
   ErrorParse = 3,

@@ -12,9 +12,9 @@ class IMAPPart;
 class MessageHeader;
 class String;
 
-// The templates of HtmlRendering, in the order in which they are listed here. A template is mustache
-// text ({{NAME}} escaped, {{#NAME}}...{{/NAME}} blocks); an empty one renders as nothing. The defaults
-// and the names that each template may use are documented with them in html/templates.
+// The templates of HtmlRendering, in the order in which they are listed here. A template is
+// mustache text ({{NAME}} escaped, {{#NAME}}...{{/NAME}} blocks); an empty one renders as nothing.
+// The defaults and the names that each template may use are documented with them in html/templates.
 class BRENNOX_EXPORT HTMLRendererTemplateCallback {
  public:
   virtual ~HTMLRendererTemplateCallback();
@@ -27,8 +27,8 @@ class BRENNOX_EXPORT HTMLRendererTemplateCallback {
   virtual String* templateForAttachmentSeparator();
 };
 
-// Where the rendering of an IMAP message gets its parts from. The default implementation fetches through
-// the session that fetched the message, and gives null without one.
+// Where the rendering of an IMAP message gets its parts from. The default implementation fetches
+// through the session that fetched the message, and gives null without one.
 class BRENNOX_EXPORT HTMLRendererIMAPCallback : public Object {
  public:
   // The decoded content of a part; null when it cannot be had.

@@ -10,7 +10,8 @@ namespace brennox {
 
 class Array;
 
-// Retains keys and values. Keys are compared with isEqual() and hash(). Null keys or values are ignored.
+// Retains keys and values. Keys are compared with isEqual() and hash(). Null keys or values are
+// ignored.
 class BRENNOX_EXPORT HashMap : public Object {
  public:
   HashMap() = default;

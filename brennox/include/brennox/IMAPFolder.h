@@ -22,8 +22,8 @@ class BRENNOX_EXPORT IMAPFolder : public Object {
   virtual IMAPFolderFlag flags() { return flags_; }
   virtual void setFlags(IMAPFolderFlag flags) { flags_ = flags; }
 
-  // Modified UTF-7 (RFC 3501 section 5.1.3) and back. Text that is no valid modified UTF-7 decodes to
-  // itself. Autoreleased, never null.
+  // Modified UTF-7 (RFC 3501 section 5.1.3) and back. Text that is no valid modified UTF-7 decodes
+  // to itself. Autoreleased, never null.
   static String* decodePath(String* path);
   static String* encodePath(String* text);
 

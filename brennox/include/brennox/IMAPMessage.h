@@ -17,8 +17,8 @@ class IMAPSession;
 class MessageHeader;
 class String;
 
-// A snapshot. It remembers the session that fetched it (by reference), so that a rendering can fetch the
-// parts it needs.
+// A snapshot. It remembers the session that fetched it (by reference), so that a rendering can
+// fetch the parts it needs.
 class BRENNOX_EXPORT IMAPMessage : public Object {
  public:
   IMAPMessage();

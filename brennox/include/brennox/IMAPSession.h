@@ -21,10 +21,11 @@ class IMAPSyncResult;
 class IndexSet;
 class String;
 
-// Operations may be called from any thread: they are serialised and queue. Each connects and logs in by
-// itself when that has not happened yet; a lost connection is reported as ErrorConnection and heals with
-// the next call. Settings take effect with the next connection. Results are autoreleased; where a result
-// is null the error code says why. Folder names are in their wire form (modified UTF-7).
+// Operations may be called from any thread: they are serialised and queue. Each connects and logs
+// in by itself when that has not happened yet; a lost connection is reported as ErrorConnection and
+// heals with the next call. Settings take effect with the next connection. Results are
+// autoreleased; where a result is null the error code says why. Folder names are in their wire form
+// (modified UTF-7).
 class BRENNOX_EXPORT IMAPSession : public Object {
  public:
   IMAPSession();
@@ -107,8 +108,8 @@ class BRENNOX_EXPORT IMAPSession : public Object {
                                MessageFlag flags, ErrorCode* error);
   virtual void storeFlagsByNumber(String* folder, IndexSet* numbers, IMAPStoreFlagsRequestKind kind,
                                   MessageFlag flags, ErrorCode* error);
-  // `uidMapping` receives an autoreleased map from old to new UID (Value of unsigned int), or null when
-  // the server does not tell (no UIDPLUS). Moving never expunges other messages.
+  // `uidMapping` receives an autoreleased map from old to new UID (Value of unsigned int), or null
+  // when the server does not tell (no UIDPLUS). Moving never expunges other messages.
   virtual void copyMessages(String* folder, IndexSet* uids, String* destination,
                             HashMap** uidMapping, ErrorCode* error);
   virtual void moveMessages(String* folder, IndexSet* uids, String* destination,

@@ -13,8 +13,8 @@ class Attachment;
 class MessageHeader;
 class String;
 
-// Objects handed in are shared: what is changed in them later changes the message. Getters return null
-// where nothing is set.
+// Objects handed in are shared: what is changed in them later changes the message. Getters return
+// null where nothing is set.
 class BRENNOX_EXPORT MessageBuilder : public Object {
  public:
   MessageBuilder();
@@ -37,8 +37,8 @@ class BRENNOX_EXPORT MessageBuilder : public Object {
   virtual String* boundaryPrefix();
   virtual void setBoundaryPrefix(String* prefix);
 
-  // The signer: PEM text, thumbprint in the store, file, address, or base64; `second` is a password or a
-  // PEM private key, null when not given. See crypto/store for the order of resolution.
+  // The signer: PEM text, thumbprint in the store, file, address, or base64; `second` is a password
+  // or a PEM private key, null when not given. See crypto/store for the order of resolution.
   virtual void setSigningCertificate(String* certificate, String* second);
   // Array of String in the same forms.
   virtual void setRecipientsCertificates(Array* certificates);

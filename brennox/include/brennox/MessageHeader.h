@@ -13,8 +13,8 @@ class Array;
 class Data;
 class String;
 
-// Values are decoded UTF-8; getters return null where nothing is set. A parsed header may decode a field
-// when it is first asked for.
+// Values are decoded UTF-8; getters return null where nothing is set. A parsed header may decode a
+// field when it is first asked for.
 class BRENNOX_EXPORT MessageHeader : public Object {
  public:
   MessageHeader();

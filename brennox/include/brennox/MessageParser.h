@@ -15,8 +15,8 @@ class MessageHeader;
 class String;
 
 // Holds the message's bytes; parts are slices of them and are decoded when read. Any bytes parse: a
-// broken message loses structure, never content. Getters that return pointers give objects owned by the
-// parser, or autoreleased ones.
+// broken message loses structure, never content. Getters that return pointers give objects owned by
+// the parser, or autoreleased ones.
 class BRENNOX_EXPORT MessageParser : public Object {
  public:
   // An empty parser: empty results everywhere.
@@ -24,8 +24,8 @@ class BRENNOX_EXPORT MessageParser : public Object {
   ~MessageParser() override;
 
   static MessageParser* messageParserWithData(Data* data);
-  // `tempFolder` (null: the system's), `doNotDecrypt` and `keyUsagePolicy` (null: none) govern S/MIME.
-  // Null only for null data.
+  // `tempFolder` (null: the system's), `doNotDecrypt` and `keyUsagePolicy` (null: none) govern
+  // S/MIME. Null only for null data.
   static MessageParser* messageParserWithData(Data* data, String* tempFolder, bool doNotDecrypt,
                                               String* keyUsagePolicy);
   // Null when the file cannot be read.

@@ -23,8 +23,8 @@ class BRENNOX_EXPORT Object {
   Object* retain() noexcept;
   void release() noexcept;
 
-  // Hands one reference to the calling thread's innermost AutoreleasePool, which releases it when it
-  // ends. Without a pool the reference is never given back (a leak, not a crash).
+  // Hands one reference to the calling thread's innermost AutoreleasePool, which releases it when
+  // it ends. Without a pool the reference is never given back (a leak, not a crash).
   Object* autorelease();
 
   int retainCount() const noexcept { return count_.load(std::memory_order_relaxed); }

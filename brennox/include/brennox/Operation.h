@@ -4,20 +4,24 @@
 #include <brennox/ErrorCode.h>
 #include <brennox/Object.h>
 
+#include <functional>
 #include <memory>
 
 namespace brennox {
 
 class Operation;
+class OperationQueue;
 
+// Told on the thread that started the operation, from within its run loop (RunLoop.h). Borrowed by
+// the operation: it must live until it was told or the operation was cancelled.
 class BRENNOX_EXPORT OperationCallback {
  public:
   virtual ~OperationCallback();
   virtual void operationFinished(Operation* operation);
 };
 
-// Runs on its session's queue thread; its callback is told on the thread that called start(), from
-// within that thread's run loop (RunLoop.h). Retained by the queue from start() until then.
+// Started once; the queue retains it until its callback has been told. start() and the callback
+// belong to one thread; cancel(), isCancelled(), isFinished() may be called from any.
 class BRENNOX_EXPORT Operation : public Object {
  public:
   Operation();
@@ -25,26 +29,37 @@ class BRENNOX_EXPORT Operation : public Object {
 
   virtual void setCallback(OperationCallback* callback);
   virtual OperationCallback* callback();
+
+  // The queue that start() puts the operation on; without one it gets a queue of its own.
+  virtual void setQueue(OperationQueue* queue);
+
+  // A second call does nothing.
   virtual void start();
-  // A queued operation never runs; a running one ends with ErrorCancelled. The callback is not told.
+  // A queued operation never runs; a running one is asked to end. The callback is not told any
+  // more.
   virtual void cancel();
   virtual bool isCancelled();
-  // True once the callback has been told.
+  // True once afterMainOnMainThread has run and the callback has been told.
   virtual bool isFinished();
+  // How main() ended.
   virtual ErrorCode error();
 
-  // The work (queue thread), and what is done before the callback (starting thread).
+  // The work (queue thread).
   virtual void main();
-  virtual void afterMain();
-  virtual void beforeMainOnMainThread();
+  // Before the callback is told (starting thread).
   virtual void afterMainOnMainThread();
 
  protected:
   const char* className() const override { return "Operation"; }
   void setError(ErrorCode error);
+  // Runs `work` on the starting thread's run loop, unless the operation has been cancelled by then.
+  void performOnStartingThread(std::function<void()> work);
 
  private:
   friend class OperationQueue;
+  // Queue thread: main() and the notification, nothing when cancelled.
+  void run();
+
   struct State;
   std::unique_ptr<State> state_;
 };

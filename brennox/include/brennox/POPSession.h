@@ -17,9 +17,9 @@ class POPMessageInfo;
 class POPProgressCallback;
 class String;
 
-// Operations connect and log in by themselves where needed and are serialised. Deletions take effect with
-// disconnect(), which sends QUIT; a session that is dropped without it deletes nothing. Results are
-// autoreleased; null with an error code when a call fails.
+// Operations connect and log in by themselves where needed and are serialised. Deletions take
+// effect with disconnect(), which sends QUIT; a session that is dropped without it deletes nothing.
+// Results are autoreleased; null with an error code when a call fails.
 class BRENNOX_EXPORT POPSession : public Object {
  public:
   POPSession();

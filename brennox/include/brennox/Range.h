@@ -20,9 +20,11 @@ inline constexpr Range RangeEmpty{kRangeToTheEnd, 0};
 inline constexpr Range RangeMake(std::uint64_t location, std::uint64_t length) {
   return Range{location, length};
 }
-inline constexpr std::uint64_t RangeLeftBound(Range range) { return range.location; }
-// Wraps as unsigned arithmetic does, so that a range whose end was given before its start has a right
-// bound left of its left bound, and is empty.
+inline constexpr std::uint64_t RangeLeftBound(Range range) {
+  return range.location;
+}
+// Wraps as unsigned arithmetic does, so that a range whose end was given before its start has a
+// right bound left of its left bound, and is empty.
 inline constexpr std::uint64_t RangeRightBound(Range range) {
   return range.length == kRangeToTheEnd ? kRangeToTheEnd : range.location + range.length;
 }

@@ -11,8 +11,8 @@ namespace brennox {
 
 class Data;
 
-// The text is immutable, so a String may be read from any thread. Getters of other classes that return
-// String* return null where nothing is set, unless their header says otherwise.
+// The text is immutable, so a String may be read from any thread. Getters of other classes that
+// return String* return null where nothing is set, unless their header says otherwise.
 class BRENNOX_EXPORT String : public Object {
  public:
   // The text of a zero-terminated UTF-8 string; null reads as the empty text.

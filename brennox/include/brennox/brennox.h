@@ -25,10 +25,12 @@
 #include <brennox/MessageHeader.h>
 #include <brennox/MessageParser.h>
 #include <brennox/Operation.h>
+#include <brennox/OperationQueue.h>
 #include <brennox/POPMessageInfo.h>
 #include <brennox/POPProgressCallback.h>
 #include <brennox/POPSession.h>
 #include <brennox/Range.h>
 #include <brennox/Ref.h>
+#include <brennox/RunLoop.h>
 #include <brennox/String.h>
 #include <brennox/Value.h>

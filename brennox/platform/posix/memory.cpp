@@ -29,6 +29,8 @@ char* allocateBlock(std::size_t size) {
   return static_cast<char*>(block);
 }
 
-void freeBlock(char* block) { std::free(block); }
+void freeBlock(char* block) {
+  std::free(block);
+}
 
 }  // namespace brennox::platform

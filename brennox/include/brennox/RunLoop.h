@@ -1,0 +1,42 @@
+// Work that other threads hand to one thread.
+#pragma once
+
+#include <brennox/Object.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+namespace brennox {
+
+// Every thread has one, made when it is first asked for. What is posted runs on the owning thread,
+// in order, while that thread is inside runUntil(). When the thread ends, what is still queued is
+// dropped and later posts are refused. post() and isOwner() may be called from any thread.
+class BRENNOX_EXPORT RunLoop : public Object {
+ public:
+  // Of the calling thread; borrowed, lives at least as long as the thread.
+  static RunLoop* current();
+
+  ~RunLoop() override;
+
+  // False when the owning thread has ended; `work` is then destroyed on the calling thread.
+  bool post(std::function<void()> work);
+
+  // Owning thread only. Runs what is posted until `done` says so; asked before waiting, after each
+  // piece of work and at least once every `interval`. An exception of a piece of work passes
+  // through.
+  void runUntil(const std::function<bool()>& done, std::chrono::milliseconds interval);
+
+ protected:
+  const char* className() const override { return "RunLoop"; }
+
+ private:
+  friend struct RunLoopOfThread;
+  RunLoop();
+  void close();
+
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace brennox
