@@ -11,10 +11,14 @@
 #include <brennox/Flags.h>
 #include <brennox/HTMLRendererCallback.h>
 #include <brennox/HashMap.h>
+#include <brennox/IMAPAsyncSession.h>
+#include <brennox/IMAPFetchFoldersOperation.h>
+#include <brennox/IMAPFetchMessagesOperation.h>
 #include <brennox/IMAPFolder.h>
 #include <brennox/IMAPFolderInfo.h>
 #include <brennox/IMAPFolderStatus.h>
 #include <brennox/IMAPMessage.h>
+#include <brennox/IMAPOperation.h>
 #include <brennox/IMAPPart.h>
 #include <brennox/IMAPProgressCallback.h>
 #include <brennox/IMAPSession.h>
