@@ -21,7 +21,7 @@ enum ErrorCode : int {
   // The server reports the account as temporarily unavailable or throttled.
   ErrorAccountUnavailable = 7,
   // SELECT or EXAMINE was refused: no such folder, or no right to read it.
-  ErrorNonExistantFolder = 8,
+  ErrorFolderNotFound = 8,
   ErrorRename = 9,
   ErrorDelete = 10,
   ErrorCreate = 11,

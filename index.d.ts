@@ -1,0 +1,511 @@
+/// <reference types="node" />
+
+/**
+ * Native mail module: send over SMTP, read and manage mailboxes over IMAP and POP3, parse and build
+ * messages, with S/MIME (RSA, ECDSA and GOST).
+ *
+ * Three rules hold for all classes:
+ * - A value of the wrong type throws a `TypeError` and changes nothing.
+ * - Methods without `Async` in their name block the calling thread until they are done; their twins
+ *   run on the worker pool and call back error-first, on the calling thread.
+ * - Many methods return a library error code as a number, where 0 is success. The codes, flags and
+ *   kinds have names in `velkor_brennox2/constants`.
+ */
+declare namespace velkor_brennox2 {
+  /** Called once an asynchronous operation has ended: with `null` and the result, or with the error alone. */
+  type Callback<T = void> = (error: Error | null, result: T) => void;
+
+  /** Bytes held by the library: a message, a part of one, a certificate. */
+  class Data {
+    /** @param buffer Copied; without it the data are empty. */
+    constructor(buffer?: Buffer);
+    /** The number of bytes. */
+    length(): number;
+    /** A new Buffer with a copy of the bytes, made anew at each call. */
+    bytes(): Buffer;
+    /** The bytes in base64 (RFC 4648 section 4) on one line. */
+    base64String(): string;
+    /**
+     * Writes the bytes to a file, whole or not at all: on failure an existing file stays as it was.
+     * @returns 0, or `ErrorCode.File`.
+     */
+    writeToFile(path: string): number;
+  }
+
+  /** The settings that the session classes share. They take effect with the next connection. */
+  interface ConnectionSettings {
+    /** Host name or address. "" when not set. */
+    hostname: string;
+    /** 0 (the default) stands for the protocol's own port for the connection type. */
+    port: number;
+    username: string;
+    password: string;
+    /** Whether the connection must use GOST cipher suites alone (TLS 1.2); it fails where it can't. */
+    strictGost: boolean;
+    /** One of `ConnectionType`: 1 clear, 2 STARTTLS, 4 TLS (the default). */
+    connectionType: number;
+  }
+
+  /** Settings for sending mail, and the sending itself (RFC 5321). Each send opens a connection of its own. */
+  class ISMTPAsyncSession implements ConnectionSettings {
+    constructor();
+    hostname: string;
+    port: number;
+    username: string;
+    password: string;
+    /**
+     * Whether the server's host name must match its certificate. Off by default; the certificate's issuer
+     * is checked in either case.
+     */
+    checkCertificateEnabled: boolean;
+    /** Used when `authType` is 256. */
+    OAuth2Token: string;
+    /**
+     * One of 0, 4, 8, 16, 64, 128, 256 of `AuthType`; 16 (the default) takes what the server offers. 128 reads
+     * back as 4. Any other number throws an Error "Specified authentication type is not supported".
+     */
+    authType: number;
+    connectionType: number;
+    strictGost: boolean;
+    /** Makes no connection; always 0. */
+    checkAccount(address: string): number;
+    /**
+     * Sends and waits. Recipients add up: a second send of the same object also goes to the recipients of
+     * the first.
+     * @param message Bytes, or text that is sent as UTF-8.
+     * @param from Bare mailbox. Without `from` and `recipients` both are taken from the message's header.
+     * @returns 0, or an `ErrorCode`.
+     */
+    sendMessage(message: string | Buffer, from?: string, recipients?: string[]): number;
+    /**
+     * Sends on the worker pool. A failed transfer is reported by the code given to the callback, not as an
+     * error.
+     * @param notify Kept for compatibility; without effect.
+     */
+    sendMessageOperation(
+      from: string,
+      recipients: string[],
+      message: string | Buffer,
+      notify: number,
+      callback: Callback<number>,
+    ): void;
+    /** Does nothing: there is no lasting connection. */
+    disconnect(): void;
+    /** Always true. */
+    isDisconnected(): boolean;
+  }
+
+  /** A diagnostic session: its one operation logs what a mailbox answers to standard error. */
+  class IMAPAsyncSession implements ConnectionSettings {
+    constructor();
+    hostname: string;
+    port: number;
+    username: string;
+    password: string;
+    checkCertificateEnabled: boolean;
+    OAuth2Token: string;
+    authType: number;
+    connectionType: number;
+    strictGost: boolean;
+    /**
+     * Fetches the messages of INBOX and logs progress and outcome. Blocks until the operation has ended, at
+     * the latest when the session's time-out has passed.
+     * @returns Always 0.
+     */
+    fetchAllFolders(): number;
+  }
+
+  /** Holds a listing of folders. */
+  class IMAPFetchFoldersOperation {
+    constructor();
+    /** The folders listed; an empty array for an operation that never ran. */
+    folders(): IMAPFolder[];
+  }
+
+  /**
+   * Blocking access to an IMAP account (RFC 3501, RFC 9051), with asynchronous twins. Operations connect
+   * and log in by themselves; those of one session queue. Folder names are in their wire form, modified
+   * UTF-7: see `encodeFolderPath` and `decodeFolderPath` in `velkor_brennox2/constants`.
+   */
+  class IMAPSession implements ConnectionSettings {
+    constructor();
+    hostname: string;
+    port: number;
+    username: string;
+    password: string;
+    /** On by default: an unknown issuer or another host's certificate is refused with error 4. */
+    checkCertificateEnabled: boolean;
+    OAuth2Token: string;
+    /** One of `AuthType`; 0 takes the best that the server offers. */
+    authType: number;
+    connectionType: number;
+    strictGost: boolean;
+
+    /** Logs out and closes the connection; the next operation opens a new one. */
+    disconnect(): void;
+    disconnectAsync(callback: Callback<undefined>): void;
+    isDisconnected(): boolean;
+    /** @returns 0, or an `ErrorCode`. */
+    loginIfNeeded(): number;
+    loginIfNeededAsync(callback: Callback<number>): void;
+    /** @returns 0, or an `ErrorCode`. */
+    connectIfNeeded(): number;
+    connectIfNeededAsync(callback: Callback<number>): void;
+
+    /** @returns 0, or an `ErrorCode`. */
+    renameFolder(oldName: string, newName: string): number;
+    /** @returns 0, or an `ErrorCode`. */
+    createFolder(name: string): number;
+    /**
+     * Creates a folder with a special use (RFC 6154).
+     * @param kind One of the special-use bits of `FolderFlag`.
+     * @returns 0, or an `ErrorCode`.
+     */
+    createSpecialFolder(name: string, kind: number): number;
+    /** @returns 0, or an `ErrorCode`. */
+    deleteFolder(name: string): number;
+    /** @returns 0, or an `ErrorCode`. */
+    subscribeFolder(name: string): number;
+    /** @returns 0, or an `ErrorCode`. */
+    unsubscribeFolder(name: string): number;
+    /** Throws an Error "Error code: N" when the listing fails, as the next two do. */
+    fetchSubscribedFolders(): IMAPFolder[];
+    fetchAllFolders(): IMAPFolder[];
+    fetchAllFoldersAsync(callback: Callback<IMAPFolder[]>): void;
+    folderStatus(folder: string): IMAPFolderStatus;
+    folderStatusAsync(folder: string, callback: Callback<IMAPFolderStatus>): void;
+
+    /**
+     * Moves one message, on servers without MOVE by copying and expunging that message alone.
+     * @returns The message's UID in the destination; 0 when the server does not tell it. Throws an Error
+     * "Unable to move messages. Error code: N".
+     */
+    moveMessages(folder: string, uid: number, destination: string): number;
+    moveMessagesAsync(folder: string, uid: number, destination: string, callback: Callback<number>): void;
+    /**
+     * What the server knows about the messages from UID `start` (1) to `end` (the last), both included.
+     * Throws an Error "Error code: N".
+     */
+    fetchMessagesByUID(folder: string, start?: number, end?: number): IMAPMessage[];
+    fetchMessagesByUIDAsync(folder: string, callback: Callback<IMAPMessage[]>): void;
+    fetchMessagesByUIDAsync(folder: string, start: number | undefined, callback: Callback<IMAPMessage[]>): void;
+    fetchMessagesByUIDAsync(
+      folder: string,
+      start: number | undefined,
+      end: number | undefined,
+      callback: Callback<IMAPMessage[]>,
+    ): void;
+    /** The raw message; undefined when there is no such message. Throws an Error "Error code: N". */
+    fetchMessageByUID(folder: string, uid: number): Data | undefined;
+    fetchMessageByUIDAsync(folder: string, uid: number, callback: Callback<Data>): void;
+    fetchMessageByNumber(folder: string, sequenceNumber: number): Data | undefined;
+    /** Whether the server can report vanished messages (RFC 7162). */
+    isQResyncEnabled(): boolean;
+    /**
+     * What has changed since a modification sequence (RFC 7162), in the range from `start` (1) to `end` (the
+     * last UID). Throws an Error "Error code: N".
+     */
+    syncMessagesByUID(folder: string, modSequence: number, start?: number, end?: number): IMAPSyncResult;
+    /** As `syncMessagesByUID`, but always over all UIDs. */
+    syncMessagesByUIDAsync(folder: string, modSequence: number, callback: Callback<IMAPSyncResult>): void;
+    /**
+     * @param kind One of `StoreFlagsKind`: 0 add, 1 remove, 2 set.
+     * @param flags Bits of `MessageFlag`.
+     * @returns 0, or an `ErrorCode`.
+     */
+    storeFlagsByUID(folder: string, uid: number, kind: number, flags: number): number;
+    storeFlagsByUIDAsync(folder: string, uid: number, kind: number, flags: number, callback: Callback<number>): void;
+    storeFlagsByNumber(folder: string, sequenceNumber: number, kind: number, flags: number): number;
+    /**
+     * Copies the messages with UIDs `start` to `start + length`, both included.
+     * @param length 1 when not given, so that two UIDs are copied; 0 copies `start` alone.
+     * @returns 0, or an `ErrorCode`.
+     */
+    copyMessages(folder: string, destination: string, start: number, length?: number): number;
+    /**
+     * Uploads a message.
+     * @param flags Not sent; the server's defaults apply.
+     * @returns The UID of the new message. Throws an Error whose message is the bare error code.
+     */
+    appendMessage(folder: string, message: Data, flags: number): number;
+    appendMessageAsync(folder: string, message: Data, flags: number, callback: Callback<number>): void;
+    /** Removes the messages flagged as deleted. @returns 0, or an `ErrorCode`. */
+    expunge(folder: string): number;
+    expungeAsync(folder: string, callback: Callback<number>): void;
+    /** Asks the server. Throws an Error "Unable to obtain capabilities. Error code: N". */
+    capabilityMove(): boolean;
+    capabilityCreateSpecialUse(): boolean;
+  }
+
+  /** One mailbox of a folder listing. */
+  class IMAPFolder {
+    constructor();
+    /** In its wire form (modified UTF-7); "" when not set. */
+    path: string;
+    /** One character; setting keeps the first byte of the text. */
+    delimiter: string;
+    /** Bits of `FolderFlag`. */
+    flags: number;
+    description(): string;
+  }
+
+  /** The values that selecting a folder yields. */
+  class IMAPFolderInfo {
+    constructor();
+    uidNext: number;
+    uidValidity: number;
+    modSequenceValue: number;
+    messageCount: number;
+    firstUnseenUid: number;
+    allowsNewPermanentFlags: boolean;
+  }
+
+  /** The values of a STATUS query. */
+  class IMAPFolderStatus {
+    constructor();
+    unseenCount: number;
+    messageCount: number;
+    recentCount: number;
+    uidNext: number;
+    uidValidity: number;
+    /** 0 where the server keeps no modification sequences; rounded above 2^53. */
+    highestModSeqValue: number;
+    description(): string;
+  }
+
+  /** One message as the server describes it; a snapshot, so setters change this object alone. */
+  class IMAPMessage {
+    constructor();
+    sequenceNumber: number;
+    uid: number;
+    /** In bytes. */
+    size: number;
+    /** Bits of `MessageFlag`. */
+    flags: number;
+    /** The flags as fetched. */
+    originalFlags: number;
+    /**
+     * The message as sanitised HTML; fetches the parts it needs through the session that fetched the message
+     * and blocks meanwhile. "" when there is nothing to show.
+     * @param folder The folder that holds the message.
+     */
+    htmlRendering(folder: string): string;
+    description(): string;
+  }
+
+  /** The header of a message (RFC 5322). Texts are decoded; "" or [] where a field is missing. */
+  class MessageHeader {
+    constructor();
+    /** Without angle brackets. */
+    messageID: string;
+    inReplyTo: string[];
+    references: string[];
+    /** Whole seconds; undefined when there is no readable date. */
+    get date(): Date | undefined;
+    set date(value: Date);
+    /** One second before the epoch when not set. */
+    receivedDate: Date;
+    /**
+     * Reads as `Name <mailbox>`, or the bare mailbox. What is set is taken as a bare mailbox, whatever it
+     * holds; `from`, `to`, `cc`, `bcc` and `replyTo` do the same.
+     */
+    sender: string;
+    from: string;
+    to: string[];
+    cc: string[];
+    /** Never written into a built message. */
+    bcc: string[];
+    replyTo: string[];
+    subject: string;
+    userAgent: string;
+    /** The fields that have no property of their own. */
+    readonly extraHeaders: { [name: string]: string };
+    setExtraHeader(name: string, value: string): void;
+    removeExtraHeader(name: string): void;
+    /** "" when absent; case of the name is ignored. */
+    extraHeaderValueForName(name: string): string;
+  }
+
+  /** What a signature says about itself. */
+  interface ExtendedSignInfo {
+    /** Signing time as `2026-11-21T07:46:45Z`; "" when the signature has none. */
+    creationDate: string;
+    /** For instance "RSA", "ECDSA", "GOST R 34.10-2012 256"; else the dotted object identifier. */
+    signAlg: string;
+    /** For instance "SHA-256", "GOST R 34.11-2012 256"; else the dotted object identifier. */
+    hashAlg: string;
+  }
+
+  /**
+   * A received message. Don't touch a parser while an asynchronous read or import of it runs. After a failed
+   * read or import it is empty.
+   */
+  class MessageParser {
+    constructor();
+    /** Leaves encrypted messages closed. Kept by imports, reset by reads. */
+    doNotDecrypt: boolean;
+    /** "kupNone", "kupKeyUsage", "kupEmail" or "kupStrict". Kept by imports, reset by reads. */
+    keyUsagePolicy: string;
+    /** A copy at each read. */
+    readonly header: MessageHeader;
+    readonly mainPart: undefined;
+    readonly attachments: Attachment[];
+    /** What the HTML body shows inside itself. */
+    readonly htmlInlineAttachments: Attachment[];
+    readonly requiredPartsForRendering: undefined;
+    readonly isSigned: boolean;
+    readonly isEncrypted: boolean;
+    /**
+     * Whether all signatures of the whole message are good and lead to a trusted certificate. It does not
+     * compare the signer with the From field: see `signerCertificate`.
+     */
+    readonly verifyResult: boolean;
+    /** DER. */
+    readonly signerCertificate: Buffer | undefined;
+    /** Undefined for an unsigned message. */
+    readonly extendedSignInfo: ExtendedSignInfo | undefined;
+    /** Whether all encryption was opened. */
+    readonly decryptResult: boolean;
+    /** "" when nothing was encrypted or all was opened, else why not. */
+    readonly decryptMessage: string;
+    /** Where large intermediate results go; the system's folder by default. */
+    SetTempFolder(path: string): void;
+    /** Throws an Error "File was not imported" or "Error while reading message data". */
+    Read(path: string): void;
+    ReadAsync(path: string, callback: Callback): void;
+    /** Throws an Error "Data was not imported" or "Error while importing message data". */
+    Import(buffer: Buffer): void;
+    ImportAsync(buffer: Buffer, callback: Callback): void;
+    /** The whole message as safe HTML: it runs no script and fetches nothing. */
+    HtmlRendering(): string;
+    /** The body alone as a safe HTML fragment. */
+    HtmlBodyRendering(): string;
+    /** Header, body and a list of attachments as text. */
+    PlainTextRendering(): string;
+    PlainTextBodyRendering(): string;
+    /** Back to an empty parser with default settings. */
+    clear(): void;
+  }
+
+  /** One leaf part of a message. */
+  class Attachment {
+    /**
+     * @param content Copied.
+     * @param filename Decides the MIME type. Given as undefined it becomes the text "undefined".
+     */
+    constructor(content?: Buffer, filename?: string);
+    /** The IMAP section number; undefined unless set. */
+    get partId(): string | undefined;
+    set partId(value: string);
+    /** The content, as a private copy at each read; undefined when there is none. */
+    get data(): Buffer | undefined;
+    set data(value: Buffer);
+    /** The content as text, by `charset` or by detection. */
+    readonly decodedString: string;
+    filename: string;
+    /** Lower case, without parameters. */
+    mimeType: string;
+    charset: string;
+    uniqeID: string;
+    /** Without angle brackets. */
+    contentID: string;
+    contentLocation: string;
+    contentDescription: string;
+  }
+
+  /** Composes a message. Don't change a builder while one of its asynchronous methods runs. */
+  class MessageBuilder {
+    constructor();
+    /** A copy at each read; assign it back after changing it. */
+    get header(): MessageHeader | undefined;
+    set header(value: MessageHeader);
+    htmlBody: string;
+    textBody: string;
+    /** Setting stores copies of the attachments. */
+    attachments: Attachment[];
+    /** Shown inside the HTML body, by their Content-ID. */
+    relatedAttachments: Attachment[];
+    /** Begins every boundary of the message. */
+    boundaryPrefix: string;
+    /** The built message. Throws an Error when it cannot be built. */
+    readonly data: Buffer;
+    /** "kupNone", "kupKeyUsage", "kupEmail" or "kupStrict": what certificates must allow. */
+    keyUsagePolicy: string;
+    addAttachments(list: Attachment[]): void;
+    addRelatedAttachments(list: Attachment[]): void;
+    getDataAsync(callback: Callback<Buffer>): void;
+    /** Reports no failure; the file is written whole or not at all. */
+    Write(path: string): void;
+    WriteAsync(path: string, callback: Callback): void;
+    /**
+     * Signs with this certificate.
+     * @param cert PEM text, a SHA-1 or SHA-256 thumbprint of the store, a file, an address, or base64.
+     * @param second The password of the key, or the private key as PEM text.
+     */
+    SetSignerCert(cert: string, second?: string): void;
+    /** Encrypts for these certificates, each in one of the forms of `SetSignerCert`. */
+    SetRecipientsCerts(list: string[]): void;
+    SetTempFolder(path: string): void;
+  }
+
+  /** What has changed in a folder. */
+  class IMAPSyncResult {
+    constructor();
+    /** New objects at each read. */
+    readonly modifiedOrAddedMessages: IMAPMessage[];
+    /** UIDs in ascending order. Empty where the server cannot tell. */
+    readonly vanishedMessages: number[];
+  }
+
+  /** One message of a POP3 listing. */
+  class POPMessageInfo {
+    constructor();
+    /** The message number, from 1. */
+    index: number;
+    /** The server's unique identifier; "" where it has none. */
+    uid: string;
+    /** The same as `uid`. */
+    UID: string;
+    /** In bytes. */
+    size: number;
+  }
+
+  /**
+   * Blocking access to a POP3 mailbox (RFC 1939). Deletions take effect with `disconnect`; a session that is
+   * dropped without it deletes nothing.
+   */
+  class POPSession implements ConnectionSettings {
+    constructor();
+    hostname: string;
+    port: number;
+    username: string;
+    password: string;
+    /** On by default. */
+    checkCertificateEnabled: boolean;
+    /** One of `AuthType`; 0 takes the best that the server offers. */
+    authType: number;
+    connectionType: number;
+    /** Seconds without progress after which an operation fails; 30 by default. */
+    timeout: number;
+    strictGost: boolean;
+    /** @returns 0, or an `ErrorCode`. */
+    connect(): number;
+    /** Connects first where needed. @returns 0, or an `ErrorCode`. */
+    login(): number;
+    /** Tries connection and login and leaves no connection behind. @returns 0, or an `ErrorCode`. */
+    checkAccount(): number;
+    /** Throws an Error "Error code: N". */
+    fetchMessages(): POPMessageInfo[];
+    /** Undefined when the message cannot be had. */
+    fetchHeader(message: number | POPMessageInfo): MessageHeader | undefined;
+    fetchMessage(message: number | POPMessageInfo): Data | undefined;
+    /** @returns 0, or an `ErrorCode`. */
+    deleteMessage(message: number | POPMessageInfo): number;
+    /** @returns 0, or an `ErrorCode`. */
+    noop(): number;
+    /** Ends the session with QUIT. */
+    disconnect(): void;
+  }
+}
+
+export = velkor_brennox2;
