@@ -38,7 +38,9 @@ declare namespace velkor_brennox2 {
     hostname: string;
     /** 0 (the default) stands for the protocol's own port for the connection type. */
     port: number;
+    /** The account name. */
     username: string;
+    /** The password of the account; never logged. */
     password: string;
     /** Whether the connection must use GOST cipher suites alone (TLS 1.2); it fails where it can't. */
     strictGost: boolean;
@@ -51,7 +53,9 @@ declare namespace velkor_brennox2 {
     constructor();
     hostname: string;
     port: number;
+    /** The account name. */
     username: string;
+    /** The password of the account; never logged. */
     password: string;
     /**
      * Whether the server's host name must match its certificate. Off by default; the certificate's issuer
@@ -100,10 +104,15 @@ declare namespace velkor_brennox2 {
     constructor();
     hostname: string;
     port: number;
+    /** The account name. */
     username: string;
+    /** The password of the account; never logged. */
     password: string;
+    /** On by default: an unknown issuer or another host's certificate is refused. */
     checkCertificateEnabled: boolean;
+    /** The access token for OAuth 2 (`AuthType.XOAuth2`); never logged. */
     OAuth2Token: string;
+    /** One of `AuthType`; 0 takes the best that the server offers. */
     authType: number;
     connectionType: number;
     strictGost: boolean;
@@ -131,10 +140,13 @@ declare namespace velkor_brennox2 {
     constructor();
     hostname: string;
     port: number;
+    /** The account name. */
     username: string;
+    /** The password of the account; never logged. */
     password: string;
     /** On by default: an unknown issuer or another host's certificate is refused with error 4. */
     checkCertificateEnabled: boolean;
+    /** The access token for OAuth 2 (`AuthType.XOAuth2`); never logged. */
     OAuth2Token: string;
     /** One of `AuthType`; 0 takes the best that the server offers. */
     authType: number;
@@ -143,13 +155,17 @@ declare namespace velkor_brennox2 {
 
     /** Logs out and closes the connection; the next operation opens a new one. */
     disconnect(): void;
+    /** The asynchronous twin of `disconnect`. */
     disconnectAsync(callback: Callback<undefined>): void;
+    /** Whether there is no connection at the moment. */
     isDisconnected(): boolean;
     /** @returns 0, or an `ErrorCode`. */
     loginIfNeeded(): number;
+    /** As `loginIfNeeded`; a failure is an Error "Error code: N", success gives 0. */
     loginIfNeededAsync(callback: Callback<number>): void;
     /** @returns 0, or an `ErrorCode`. */
     connectIfNeeded(): number;
+    /** As `connectIfNeeded`; a failure is an Error "Error code: N", success gives 0. */
     connectIfNeededAsync(callback: Callback<number>): void;
 
     /** @returns 0, or an `ErrorCode`. */
@@ -170,9 +186,13 @@ declare namespace velkor_brennox2 {
     unsubscribeFolder(name: string): number;
     /** Throws an Error "Error code: N" when the listing fails, as the next two do. */
     fetchSubscribedFolders(): IMAPFolder[];
+    /** All folders of the account. Throws an Error "Error code: N". */
     fetchAllFolders(): IMAPFolder[];
+    /** The asynchronous twin of `fetchAllFolders`. */
     fetchAllFoldersAsync(callback: Callback<IMAPFolder[]>): void;
+    /** The counts of one folder, without selecting it. Throws an Error "Error code: N". */
     folderStatus(folder: string): IMAPFolderStatus;
+    /** The asynchronous twin of `folderStatus`. */
     folderStatusAsync(folder: string, callback: Callback<IMAPFolderStatus>): void;
 
     /**
@@ -181,14 +201,18 @@ declare namespace velkor_brennox2 {
      * "Unable to move messages. Error code: N".
      */
     moveMessages(folder: string, uid: number, destination: string): number;
+    /** The asynchronous twin of `moveMessages`; a failure is an Error "Error code: N". */
     moveMessagesAsync(folder: string, uid: number, destination: string, callback: Callback<number>): void;
     /**
      * What the server knows about the messages from UID `start` (1) to `end` (the last), both included.
      * Throws an Error "Error code: N".
      */
     fetchMessagesByUID(folder: string, start?: number, end?: number): IMAPMessage[];
+    /** The asynchronous twin of `fetchMessagesByUID`; the callback comes last. */
     fetchMessagesByUIDAsync(folder: string, callback: Callback<IMAPMessage[]>): void;
+    /** The asynchronous twin of `fetchMessagesByUID`; the callback comes last. */
     fetchMessagesByUIDAsync(folder: string, start: number | undefined, callback: Callback<IMAPMessage[]>): void;
+    /** The asynchronous twin of `fetchMessagesByUID`; the callback comes last. */
     fetchMessagesByUIDAsync(
       folder: string,
       start: number | undefined,
@@ -197,7 +221,9 @@ declare namespace velkor_brennox2 {
     ): void;
     /** The raw message; undefined when there is no such message. Throws an Error "Error code: N". */
     fetchMessageByUID(folder: string, uid: number): Data | undefined;
+    /** The asynchronous twin of `fetchMessageByUID`. */
     fetchMessageByUIDAsync(folder: string, uid: number, callback: Callback<Data>): void;
+    /** As `fetchMessageByUID`, by sequence number. */
     fetchMessageByNumber(folder: string, sequenceNumber: number): Data | undefined;
     /** Whether the server can report vanished messages (RFC 7162). */
     isQResyncEnabled(): boolean;
@@ -214,7 +240,9 @@ declare namespace velkor_brennox2 {
      * @returns 0, or an `ErrorCode`.
      */
     storeFlagsByUID(folder: string, uid: number, kind: number, flags: number): number;
+    /** The asynchronous twin of `storeFlagsByUID`; a failure is an Error "Error code: N". */
     storeFlagsByUIDAsync(folder: string, uid: number, kind: number, flags: number, callback: Callback<number>): void;
+    /** As `storeFlagsByUID`, by sequence number. */
     storeFlagsByNumber(folder: string, sequenceNumber: number, kind: number, flags: number): number;
     /**
      * Copies the messages with UIDs `start` to `start + length`, both included.
@@ -228,12 +256,15 @@ declare namespace velkor_brennox2 {
      * @returns The UID of the new message. Throws an Error whose message is the bare error code.
      */
     appendMessage(folder: string, message: Data, flags: number): number;
+    /** The asynchronous twin of `appendMessage`; a failure is an Error "Error code: N". */
     appendMessageAsync(folder: string, message: Data, flags: number, callback: Callback<number>): void;
     /** Removes the messages flagged as deleted. @returns 0, or an `ErrorCode`. */
     expunge(folder: string): number;
+    /** The asynchronous twin of `expunge`; a failure is an Error "Error code: N". */
     expungeAsync(folder: string, callback: Callback<number>): void;
     /** Asks the server. Throws an Error "Unable to obtain capabilities. Error code: N". */
     capabilityMove(): boolean;
+    /** Whether folders can be created with a special use. Asks the server; throws as `capabilityMove` does. */
     capabilityCreateSpecialUse(): boolean;
   }
 
@@ -246,37 +277,52 @@ declare namespace velkor_brennox2 {
     delimiter: string;
     /** Bits of `FolderFlag`. */
     flags: number;
+    /** A readable text for logs. */
     description(): string;
   }
 
   /** The values that selecting a folder yields. */
   class IMAPFolderInfo {
     constructor();
+    /** The UID that the next message will get at the earliest. */
     uidNext: number;
+    /** UIDs of the folder are comparable while this value stays the same. */
     uidValidity: number;
+    /** The highest modification sequence (RFC 7162); rounded above 2^53. */
     modSequenceValue: number;
+    /** The number of messages in the folder. */
     messageCount: number;
+    /** The UID of the first message not seen; 0 when unknown. */
     firstUnseenUid: number;
+    /** Whether keywords of one's own can be stored. */
     allowsNewPermanentFlags: boolean;
   }
 
   /** The values of a STATUS query. */
   class IMAPFolderStatus {
     constructor();
+    /** The number of messages not seen. */
     unseenCount: number;
+    /** The number of messages in the folder. */
     messageCount: number;
+    /** The number of messages that are new since the last session. */
     recentCount: number;
+    /** The UID that the next message will get at the earliest. */
     uidNext: number;
+    /** UIDs of the folder are comparable while this value stays the same. */
     uidValidity: number;
     /** 0 where the server keeps no modification sequences; rounded above 2^53. */
     highestModSeqValue: number;
+    /** A readable text for logs. */
     description(): string;
   }
 
   /** One message as the server describes it; a snapshot, so setters change this object alone. */
   class IMAPMessage {
     constructor();
+    /** The message's position in the folder, from 1, when it was fetched. */
     sequenceNumber: number;
+    /** The message's unique identifier in its folder. */
     uid: number;
     /** In bytes. */
     size: number;
@@ -290,6 +336,7 @@ declare namespace velkor_brennox2 {
      * @param folder The folder that holds the message.
      */
     htmlRendering(folder: string): string;
+    /** A readable text for logs. */
     description(): string;
   }
 
@@ -298,10 +345,13 @@ declare namespace velkor_brennox2 {
     constructor();
     /** Without angle brackets. */
     messageID: string;
+    /** Identifiers of the messages that this one answers, without angle brackets. */
     inReplyTo: string[];
+    /** Identifiers of the conversation, oldest first, without angle brackets. */
     references: string[];
     /** Whole seconds; undefined when there is no readable date. */
     get date(): Date | undefined;
+    /** Whole seconds are kept. */
     set date(value: Date);
     /** One second before the epoch when not set. */
     receivedDate: Date;
@@ -310,17 +360,25 @@ declare namespace velkor_brennox2 {
      * holds; `from`, `to`, `cc`, `bcc` and `replyTo` do the same.
      */
     sender: string;
+    /** As `sender`: the author. */
     from: string;
+    /** As `sender`, one text a recipient; groups are flattened. */
     to: string[];
+    /** As `to`. */
     cc: string[];
     /** Never written into a built message. */
     bcc: string[];
+    /** As `to`: where answers should go. */
     replyTo: string[];
+    /** Decoded. */
     subject: string;
+    /** The User-Agent field, else X-Mailer. */
     userAgent: string;
     /** The fields that have no property of their own. */
     readonly extraHeaders: { [name: string]: string };
+    /** Replaces the field of that name (case ignored), or adds it. */
     setExtraHeader(name: string, value: string): void;
+    /** Removes the field of that name (case ignored). */
     removeExtraHeader(name: string): void;
     /** "" when absent; case of the name is ignored. */
     extraHeaderValueForName(name: string): string;
@@ -348,12 +406,17 @@ declare namespace velkor_brennox2 {
     keyUsagePolicy: string;
     /** A copy at each read. */
     readonly header: MessageHeader;
+    /** Always undefined. */
     readonly mainPart: undefined;
+    /** What a reader would call the attachments of the message; each has a file name. */
     readonly attachments: Attachment[];
     /** What the HTML body shows inside itself. */
     readonly htmlInlineAttachments: Attachment[];
+    /** Always undefined. */
     readonly requiredPartsForRendering: undefined;
+    /** Whether the message as a whole is signed. */
     readonly isSigned: boolean;
+    /** Whether the message as a whole is encrypted. */
     readonly isEncrypted: boolean;
     /**
      * Whether all signatures of the whole message are good and lead to a trusted certificate. It does not
@@ -372,9 +435,11 @@ declare namespace velkor_brennox2 {
     SetTempFolder(path: string): void;
     /** Throws an Error "File was not imported" or "Error while reading message data". */
     Read(path: string): void;
+    /** The asynchronous twin of `Read`. */
     ReadAsync(path: string, callback: Callback): void;
     /** Throws an Error "Data was not imported" or "Error while importing message data". */
     Import(buffer: Buffer): void;
+    /** The asynchronous twin of `Import`; the buffer may be changed at once. */
     ImportAsync(buffer: Buffer, callback: Callback): void;
     /** The whole message as safe HTML: it runs no script and fetches nothing. */
     HtmlRendering(): string;
@@ -382,6 +447,7 @@ declare namespace velkor_brennox2 {
     HtmlBodyRendering(): string;
     /** Header, body and a list of attachments as text. */
     PlainTextRendering(): string;
+    /** The body alone as text; HTML reads as a person would have written it. */
     PlainTextBodyRendering(): string;
     /** Back to an empty parser with default settings. */
     clear(): void;
@@ -396,20 +462,27 @@ declare namespace velkor_brennox2 {
     constructor(content?: Buffer, filename?: string);
     /** The IMAP section number; undefined unless set. */
     get partId(): string | undefined;
+    /** Any text. */
     set partId(value: string);
     /** The content, as a private copy at each read; undefined when there is none. */
     get data(): Buffer | undefined;
+    /** Copied. */
     set data(value: Buffer);
     /** The content as text, by `charset` or by detection. */
     readonly decodedString: string;
+    /** The file name; "" when there is none. */
     filename: string;
     /** Lower case, without parameters. */
     mimeType: string;
+    /** The character set of a text part, such as "utf-8". */
     charset: string;
+    /** Distinguishes the parts of one message. */
     uniqeID: string;
     /** Without angle brackets. */
     contentID: string;
+    /** The Content-Location (RFC 2557). */
     contentLocation: string;
+    /** The Content-Description (RFC 2045). */
     contentDescription: string;
   }
 
@@ -418,8 +491,11 @@ declare namespace velkor_brennox2 {
     constructor();
     /** A copy at each read; assign it back after changing it. */
     get header(): MessageHeader | undefined;
+    /** Stores a copy. */
     set header(value: MessageHeader);
+    /** The HTML body; "" for none. */
     htmlBody: string;
+    /** The plain-text body; "" for none. */
     textBody: string;
     /** Setting stores copies of the attachments. */
     attachments: Attachment[];
@@ -431,11 +507,15 @@ declare namespace velkor_brennox2 {
     readonly data: Buffer;
     /** "kupNone", "kupKeyUsage", "kupEmail" or "kupStrict": what certificates must allow. */
     keyUsagePolicy: string;
+    /** Adds copies of the attachments. */
     addAttachments(list: Attachment[]): void;
+    /** Adds copies of the related attachments. */
     addRelatedAttachments(list: Attachment[]): void;
+    /** The asynchronous twin of `data`; a failure is an Error "Error while buiding message data". */
     getDataAsync(callback: Callback<Buffer>): void;
     /** Reports no failure; the file is written whole or not at all. */
     Write(path: string): void;
+    /** The asynchronous twin of `Write`; an Error "Error while reading message data" when the message cannot be built. */
     WriteAsync(path: string, callback: Callback): void;
     /**
      * Signs with this certificate.
@@ -445,6 +525,7 @@ declare namespace velkor_brennox2 {
     SetSignerCert(cert: string, second?: string): void;
     /** Encrypts for these certificates, each in one of the forms of `SetSignerCert`. */
     SetRecipientsCerts(list: string[]): void;
+    /** Where large intermediate results go; the system's folder by default. */
     SetTempFolder(path: string): void;
   }
 
@@ -478,7 +559,9 @@ declare namespace velkor_brennox2 {
     constructor();
     hostname: string;
     port: number;
+    /** The account name. */
     username: string;
+    /** The password of the account; never logged. */
     password: string;
     /** On by default. */
     checkCertificateEnabled: boolean;
@@ -498,6 +581,7 @@ declare namespace velkor_brennox2 {
     fetchMessages(): POPMessageInfo[];
     /** Undefined when the message cannot be had. */
     fetchHeader(message: number | POPMessageInfo): MessageHeader | undefined;
+    /** The raw message; undefined when it cannot be had. */
     fetchMessage(message: number | POPMessageInfo): Data | undefined;
     /** @returns 0, or an `ErrorCode`. */
     deleteMessage(message: number | POPMessageInfo): number;

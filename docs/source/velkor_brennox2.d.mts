@@ -1,0 +1,22 @@
+// What the API reference is generated from: the named exports, without the default one that repeats them.
+export {
+  Callback,
+  ConnectionSettings,
+  ExtendedSignInfo,
+  Data,
+  ISMTPAsyncSession,
+  IMAPAsyncSession,
+  IMAPFetchFoldersOperation,
+  IMAPSession,
+  IMAPFolder,
+  IMAPFolderInfo,
+  IMAPFolderStatus,
+  IMAPMessage,
+  MessageHeader,
+  MessageParser,
+  Attachment,
+  MessageBuilder,
+  IMAPSyncResult,
+  POPMessageInfo,
+  POPSession,
+} from '../../index.mjs';
