@@ -1,0 +1,693 @@
+// Headers are read line by line; bodies are searched for "\n--" alone. The open boundaries form a
+// stack; a table over the stack finds the innermost one that equals a line, so that the cost of a
+// line does not depend on the depth. Nothing here recurses.
+#include "mime/entity.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <functional>
+#include <string>
+
+#include "text/ascii.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace brennox::mime {
+namespace {
+
+// A multipart whose Content-Type names no boundary: how far from its start a boundary is looked
+// for.
+constexpr std::size_t kGuessWindow = 2048;
+// A header line that is no field: how far a field that must belong to the header is looked for.
+constexpr std::size_t kGarbageWindow = 4096;
+// RFC 2046 allows 70 characters; real mails have more. What is longer is no boundary.
+constexpr std::size_t kMaxBoundary = 1000;
+// Boundary parameters that are tried when a Content-Type repeats the parameter.
+constexpr std::size_t kMaxBoundariesPerEntity = 2;
+
+using text::equalsIgnoringCase;
+using text::isBlank;
+using text::isSpace;
+
+// ftext of RFC 5322 section 3.6.8.
+bool isFieldNameChar(char c) {
+  return c > 32 && c < 127 && c != ':';
+}
+
+// The first "\n--" in [at, end), or null.
+const char* findDelimiter(const char* at, const char* end) {
+#if defined(__SSE2__)
+  const __m128i newline = _mm_set1_epi8('\n');
+  const __m128i dash = _mm_set1_epi8('-');
+  const auto load = [](const char* p) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+  };
+  while (end - at >= 34) {
+    // Two steps at once: most find nothing.
+    const __m128i first = _mm_and_si128(
+        _mm_cmpeq_epi8(load(at), newline),
+        _mm_and_si128(_mm_cmpeq_epi8(load(at + 1), dash), _mm_cmpeq_epi8(load(at + 2), dash)));
+    const __m128i second = _mm_and_si128(
+        _mm_cmpeq_epi8(load(at + 16), newline),
+        _mm_and_si128(_mm_cmpeq_epi8(load(at + 17), dash), _mm_cmpeq_epi8(load(at + 18), dash)));
+    const unsigned int hits = static_cast<unsigned int>(_mm_movemask_epi8(first)) |
+                              static_cast<unsigned int>(_mm_movemask_epi8(second)) << 16;
+    if (hits != 0) {
+      return at + __builtin_ctz(hits);
+    }
+    at += 32;
+  }
+#endif
+  while (end - at >= 3) {
+    const void* const hit = std::memchr(at, '\n', static_cast<std::size_t>(end - at) - 2);
+    if (hit == nullptr) {
+      return nullptr;
+    }
+    at = static_cast<const char*>(hit);
+    if (at[1] == '-' && at[2] == '-') {
+      return at;
+    }
+    ++at;
+  }
+  return nullptr;
+}
+
+void skipSpaceAndComments(std::string_view& text) {
+  std::size_t depth = 0;
+  std::size_t i = 0;
+  for (; i < text.size(); ++i) {
+    const char c = text[i];
+    if (c == '(') {
+      ++depth;
+    } else if (depth > 0 && c == ')') {
+      --depth;
+    } else if (depth > 0 && c == '\\') {
+      ++i;
+    } else if (depth == 0 && !isSpace(c)) {
+      break;
+    }
+  }
+  text.remove_prefix(std::min(i, text.size()));
+}
+
+std::string_view takeToken(std::string_view& text, std::string_view stops) {
+  std::size_t i = 0;
+  while (i < text.size() && !isSpace(text[i]) && stops.find(text[i]) == std::string_view::npos) {
+    ++i;
+  }
+  const std::string_view token = text.substr(0, i);
+  text.remove_prefix(i);
+  return token;
+}
+
+// A parameter value: a quoted string with its pairs undone and its folds removed, or anything up to
+// a semicolon or white space.
+std::string takeValue(std::string_view& text) {
+  std::string value;
+  if (text.empty() || text.front() != '"') {
+    value = takeToken(text, ";");
+    return value;
+  }
+  std::size_t i = 1;
+  for (; i < text.size() && text[i] != '"'; ++i) {
+    if (text[i] == '\\' && text.size() - i > 1) {
+      ++i;
+    }
+    if (text[i] != '\r' && text[i] != '\n') {
+      value += text[i];
+    }
+  }
+  text.remove_prefix(std::min(i + 1, text.size()));
+  return value;
+}
+
+// The values of the boundary parameter, in order. Real mails repeat it, or split it as RFC 2231 has
+// it.
+std::vector<std::string> boundariesOf(std::string_view contentType) {
+  std::vector<std::string> found;
+  std::string pieces;
+  std::string_view text = contentType;
+  const auto add = [&found](std::string value) {
+    while (!value.empty() && isBlank(value.back())) {
+      value.pop_back();
+    }
+    if (!value.empty() && value.size() <= kMaxBoundary && found.size() < kMaxBoundariesPerEntity &&
+        std::find(found.begin(), found.end(), value) == found.end()) {
+      found.push_back(std::move(value));
+    }
+  };
+  const std::size_t semicolon = text.find(';');
+  // Some mails leave out the first semicolon.
+  text.remove_prefix(semicolon == std::string_view::npos ? 0 : semicolon);
+  while (!text.empty()) {
+    if (text.front() == ';') {
+      text.remove_prefix(1);
+    }
+    skipSpaceAndComments(text);
+    const std::string_view name = takeToken(text, "=;\"");
+    skipSpaceAndComments(text);
+    if (text.empty()) {
+      break;
+    }
+    if (text.front() != '=') {
+      if (text.front() == '"') {
+        takeValue(text);
+      } else if (name.empty() && text.front() != ';') {
+        text.remove_prefix(1);
+      }
+      continue;
+    }
+    text.remove_prefix(1);
+    skipSpaceAndComments(text);
+    std::string value = takeValue(text);
+    if (equalsIgnoringCase(name, "boundary") || equalsIgnoringCase(name, "boundary*")) {
+      add(std::move(value));
+    } else if (name.size() > 9 && equalsIgnoringCase(name.substr(0, 9), "boundary*")) {
+      pieces += value;
+    }
+  }
+  if (!pieces.empty()) {
+    add(std::move(pieces));
+  }
+  return found;
+}
+
+// Differs from process to process, so that no mail can be made whose boundaries collide.
+std::size_t hashSeed() {
+  static const std::size_t seed = std::hash<const void*>()(&seed);
+  return seed;
+}
+
+// The boundaries of the open multiparts, innermost last. Lookups go through an open-addressing
+// table; boundaries leave in the reverse order in which they came, so that a slot can just be
+// emptied.
+class OpenBoundaries {
+ public:
+  bool empty() const { return open_.empty(); }
+  // Longer lines are no boundary.
+  std::size_t longest() const { return longest_; }
+
+  void push(std::uint32_t entity, std::string boundary) {
+    if (slots_.empty()) {
+      slots_.assign(kSlots, 0);
+    }
+    const std::size_t hash = hashOf(boundary);
+    std::size_t slot = hash % kSlots;
+    while (slots_[slot] != 0) {
+      slot = (slot + 1) % kSlots;
+    }
+    const std::size_t before = longest_;
+    longest_ = std::max(longest_, boundary.size());
+    open_.push_back({std::move(boundary), hash, slot, before, entity});
+    slots_[slot] = static_cast<std::uint16_t>(open_.size());
+  }
+
+  void pop() {
+    slots_[open_.back().slot] = 0;
+    longest_ = open_.back().longestBefore;
+    open_.pop_back();
+  }
+
+  std::uint32_t innermost() const { return open_.back().entity; }
+
+  // The innermost entity with this boundary, or kNoEntity.
+  std::uint32_t find(std::string_view boundary) const {
+    if (boundary.empty() || boundary.size() > longest_) {
+      return kNoEntity;
+    }
+    const std::size_t hash = hashOf(boundary);
+    std::size_t found = 0;
+    for (std::size_t slot = hash % kSlots; slots_[slot] != 0; slot = (slot + 1) % kSlots) {
+      const Open& open = open_[slots_[slot] - 1U];
+      if (open.hash == hash && slots_[slot] > found && open.boundary == boundary) {
+        found = slots_[slot];
+      }
+    }
+    return found == 0 ? kNoEntity : open_[found - 1].entity;
+  }
+
+ private:
+  struct Open {
+    std::string boundary;
+    std::size_t hash;
+    std::size_t slot;
+    std::size_t longestBefore;
+    std::uint32_t entity;
+  };
+  // At least twice as many as boundaries can be open.
+  static constexpr std::size_t kSlots = 2048;
+  static_assert(kSlots >= 2 * kMaxBoundariesPerEntity * (kMaxEntityDepth + 1));
+
+  static std::size_t hashOf(std::string_view text) {
+    return std::hash<std::string_view>()(text) ^ hashSeed();
+  }
+
+  std::vector<Open> open_;
+  std::vector<std::uint16_t> slots_;
+  std::size_t longest_ = 0;
+};
+
+// A line that starts a field: the length of its name, else 0.
+std::size_t fieldNameLength(const char* line, const char* end) {
+  const char* at = line;
+  while (at < end && isFieldNameChar(*at)) {
+    ++at;
+  }
+  const auto length = static_cast<std::size_t>(at - line);
+  while (at < end && isBlank(*at)) {
+    ++at;
+  }
+  return at < end && *at == ':' ? length : 0;
+}
+
+// Fields that show that a header goes on behind a line that is none.
+bool isTellingField(std::string_view name) {
+  static constexpr std::array<std::string_view, 14> kNames = {
+      "from",         "to",       "subject",    "date",        "message-id",
+      "mime-version", "received", "references", "reply-to",    "in-reply-to",
+      "return-path",  "cc",       "sender",     "delivered-to"};
+  if (name.size() > 8 && equalsIgnoringCase(name.substr(0, 8), "content-")) {
+    return true;
+  }
+  return std::any_of(kNames.begin(), kNames.end(), [name](std::string_view telling) {
+    return equalsIgnoringCase(name, telling);
+  });
+}
+
+class Scan {
+ public:
+  explicit Scan(std::string_view bytes)
+      : base_(bytes.data()), end_(bytes.data() + bytes.size()), at_(bytes.data()) {}
+
+  std::vector<Entity> run(unsigned int depth) {
+    entities_.reserve(4);
+    addEntity(kNoEntity, static_cast<std::uint16_t>(depth));
+    skipToFirstField(true);
+    readEntity();
+    while (nextBoundary()) {
+      readEntity();
+    }
+    closeDownTo(kNoEntity, end_);
+    for (Entity& entity : entities_) {
+      if (entity.kind == EntityKind::Multipart && entity.firstChild == kNoEntity) {
+        entity.kind = EntityKind::Leaf;
+      }
+    }
+    return std::move(entities_);
+  }
+
+ private:
+  std::size_t offset(const char* p) const { return static_cast<std::size_t>(p - base_); }
+  std::size_t rest() const { return static_cast<std::size_t>(end_ - at_); }
+  Entity& current() { return entities_[current_]; }
+
+  const char* lineEnd(const char* line) const {
+    const void* const newline = std::memchr(line, '\n', static_cast<std::size_t>(end_ - line));
+    return newline == nullptr ? end_ : static_cast<const char*>(newline);
+  }
+  const char* nextLine(const char* lineEnd) const { return lineEnd < end_ ? lineEnd + 1 : end_; }
+
+  // Makes a new last child of `parent` the current entity. Its header starts at the cursor.
+  void addEntity(std::uint32_t parent, std::uint16_t depth) {
+    const auto index = static_cast<std::uint32_t>(entities_.size());
+    Entity entity;
+    entity.header = entity.body = offset(at_);
+    entity.parent = parent;
+    entity.depth = depth;
+    entities_.push_back(entity);
+    if (parent != kNoEntity) {
+      Entity& above = entities_[parent];
+      if (above.firstChild == kNoEntity) {
+        above.firstChild = index;
+      } else {
+        entities_[lastChild_[above.depth]].nextSibling = index;
+      }
+      if (lastChild_.size() <= above.depth) {
+        lastChild_.resize(above.depth + 1U);
+      }
+      lastChild_[above.depth] = index;
+    }
+    current_ = index;
+  }
+
+  // Before the header of a message may stand: a byte order mark (the first message only), the
+  // separator line of a mailbox file, empty lines. They are skipped when a field follows.
+  void skipToFirstField(bool root) {
+    const char* p = at_;
+    if (root && end_ - p >= 3 && std::memcmp(p, "\xEF\xBB\xBF", 3) == 0) {
+      p += 3;
+      at_ = p;
+    }
+    while (p < end_ && (*p == '\r' || *p == '\n')) {
+      ++p;
+    }
+    const std::string_view text(p, static_cast<std::size_t>(end_ - p));
+    if (text.substr(0, 5) == "From " || text.substr(0, 6) == ">From ") {
+      p = nextLine(lineEnd(p));
+      // One empty line after it is seen in the wild; a second one would end an empty header.
+      const char* q = p;
+      while (q < end_ && (*q == '\r' || *q == '\n')) {
+        ++q;
+      }
+      p = fieldNameLength(q, lineEnd(q)) > 0 ? q : p;
+      at_ = p;
+      current().header = offset(at_);
+      return;
+    }
+    if (p > at_ && fieldNameLength(p, lineEnd(p)) > 0) {
+      at_ = p;
+    }
+    current().header = offset(at_);
+  }
+
+  // Reads the header of the current entity and, where it is an embedded message, that of the
+  // message inside, and so on; the cursor then stands at a body.
+  void readEntity() {
+    for (;;) {
+      const bool cut = readHeader();
+      Entity& entity = current();
+      entity.body = offset(at_);
+      classify(entity);
+      if (cut || entity.kind != EntityKind::Message) {
+        return;
+      }
+      const std::uint32_t parent = current_;
+      const auto depth = static_cast<std::uint16_t>(entity.depth + 1U);
+      addEntity(parent, depth);
+      skipToFirstField(false);
+    }
+  }
+
+  // Reads header fields up to the empty line, and past it. True when a boundary line ended the
+  // header; the cursor then stands on the line end before it, as nextBoundary() wants it.
+  bool readHeader() {
+    const char* garbageUntil = nullptr;
+    std::string_view* field = nullptr;
+    std::string_view ignored;
+    while (at_ < end_) {
+      const char* const line = at_;
+      const char* const lf = lineEnd(line);
+      if (*line == '\n' ||
+          (*line == '\r' && std::find_if(line, lf, [](char c) { return c != '\r'; }) == lf)) {
+        at_ = nextLine(lf);
+        return false;
+      }
+      if (isBlank(*line)) {
+        // A continuation; at the very start of a header there is nothing to continue.
+        if (field != nullptr && field->data() != nullptr) {
+          *field = std::string_view(field->data(), static_cast<std::size_t>(lf - field->data()));
+        } else if (field == nullptr && !headerGoesOn(line, garbageUntil)) {
+          return false;
+        }
+        at_ = nextLine(lf);
+        continue;
+      }
+      if (*line == '-' && lf - line >= 3 && line[1] == '-' && !boundaries_.empty() &&
+          matchLine(line).entity != kNoEntity) {
+        return true;
+      }
+      const std::size_t name = fieldNameLength(line, lf);
+      if (name == 0) {
+        if (!headerGoesOn(line, garbageUntil)) {
+          return false;
+        }
+        at_ = nextLine(lf);
+        field = &ignored;
+        ignored = {};
+        continue;
+      }
+      field = fieldFor(std::string_view(line, name));
+      if (field == nullptr || field->data() != nullptr) {
+        field = &ignored;
+        ignored = {};
+      } else {
+        const char* value = line + name;
+        while (*value != ':') {
+          ++value;
+        }
+        ++value;
+        *field = std::string_view(value, static_cast<std::size_t>(lf - value));
+      }
+      at_ = nextLine(lf);
+    }
+    return false;
+  }
+
+  std::string_view* fieldFor(std::string_view name) {
+    if (name.size() < 12 || text::toLower(name[0]) != 'c') {
+      return nullptr;
+    }
+    if (equalsIgnoringCase(name, "content-type")) {
+      return &current().contentType;
+    }
+    return equalsIgnoringCase(name, "content-transfer-encoding") ? &current().encoding : nullptr;
+  }
+
+  // A line that is no field ends the header (the empty line is missing), unless a field that
+  // belongs to a header follows before the next empty line. `garbageUntil` remembers the last such
+  // field.
+  bool headerGoesOn(const char* line, const char*& garbageUntil) const {
+    if (garbageUntil == nullptr) {
+      garbageUntil = line;
+      const char* const limit =
+          line + std::min(kGarbageWindow, static_cast<std::size_t>(end_ - line));
+      for (const char* p = nextLine(lineEnd(line)); p < limit;) {
+        const char* const lf = lineEnd(p);
+        if (*p == '\n' || *p == '\r' || (lf - p >= 2 && p[0] == '-' && p[1] == '-')) {
+          break;
+        }
+        if (isTellingField(std::string_view(p, fieldNameLength(p, lf)))) {
+          garbageUntil = p;
+        }
+        p = nextLine(lf);
+      }
+    }
+    return line < garbageUntil;
+  }
+
+  void classify(Entity& entity) {
+    if (entity.parent != kNoEntity) {
+      const Entity& above = entities_[entity.parent];
+      entity.inDigest = above.kind == EntityKind::Multipart &&
+                        equalsIgnoringCase(mediaTypeOf(above.contentType).subtype, "digest");
+    }
+    if (entity.depth >= kMaxEntityDepth || entities_.size() >= kMaxEntities) {
+      return;
+    }
+    const MediaTypeView media = mediaTypeOf(entity.contentType);
+    if (equalsIgnoringCase(media.type, "multipart")) {
+      std::vector<std::string> boundaries = boundariesOf(entity.contentType);
+      if (boundaries.empty()) {
+        boundaries = guessBoundary();
+      }
+      if (boundaries.empty()) {
+        return;
+      }
+      entity.kind = EntityKind::Multipart;
+      for (std::string& boundary : boundaries) {
+        boundaries_.push(current_, std::move(boundary));
+      }
+      return;
+    }
+    const bool message = media.type.empty() ? entity.inDigest
+                                            : equalsIgnoringCase(media.type, "message") &&
+                                                  (equalsIgnoringCase(media.subtype, "rfc822") ||
+                                                   equalsIgnoringCase(media.subtype, "global") ||
+                                                   equalsIgnoringCase(media.subtype, "news"));
+    if (message && isReadable(entity)) {
+      entity.kind = EntityKind::Message;
+    }
+  }
+
+  // True when the embedded message at the cursor stands there as it is, whatever its encoding
+  // claims.
+  bool isReadable(const Entity& entity) const {
+    const TransferEncoding encoding = transferEncodingOf(entity.encoding);
+    if (encoding == TransferEncoding::Identity) {
+      return true;
+    }
+    const char* p = at_;
+    while (p < end_ && isSpace(*p)) {
+      ++p;
+    }
+    if (fieldNameLength(p, lineEnd(p)) == 0) {
+      return false;
+    }
+    if (encoding != TransferEncoding::QuotedPrintable) {
+      return true;
+    }
+    // Its header tells: an encoded one has "=3D" for each equals sign, or soft line breaks.
+    const char* const limit = p + std::min(kGarbageWindow, static_cast<std::size_t>(end_ - p));
+    bool equals = false;
+    while (p < limit && *p != '\r' && *p != '\n') {
+      const char* const lf = lineEnd(p);
+      const std::string_view line(p, static_cast<std::size_t>(lf - p));
+      if (line.find("=3D") != std::string_view::npos || (!line.empty() && line.back() == '=') ||
+          (line.size() > 1 && line.substr(line.size() - 2) == "=\r")) {
+        return false;
+      }
+      equals = equals || line.find('=') != std::string_view::npos;
+      p = nextLine(lf);
+    }
+    return equals;
+  }
+
+  // The boundary parameter is missing: the first line that could be a boundary and has a
+  // Content-... field below it.
+  std::vector<std::string> guessBoundary() const {
+    const char* const limit = at_ + std::min(kGuessWindow, rest());
+    for (const char* p = at_; p < limit;) {
+      const char* const lf = lineEnd(p);
+      const char* const next = nextLine(lf);
+      if (lf - p >= 3 && p[0] == '-' && p[1] == '-' && end_ - next >= 8 &&
+          equalsIgnoringCase(std::string_view(next, 8), "content-")) {
+        const char* last = lf;
+        while (last > p + 2 && isSpace(last[-1])) {
+          --last;
+        }
+        const auto length = static_cast<std::size_t>(last - p) - 2;
+        if (length > 0 && length <= kMaxBoundary) {
+          return {std::string(p + 2, length)};
+        }
+      }
+      p = next;
+    }
+    return {};
+  }
+
+  struct Match {
+    std::uint32_t entity = kNoEntity;
+    bool closes = false;
+    const char* next = nullptr;  // the line after
+  };
+
+  // Compares a line that starts with "--" with the open boundaries. White space may follow a
+  // boundary.
+  Match matchLine(const char* line) const {
+    const char* const lf = lineEnd(line);
+    const char* last = lf;
+    while (last > line + 2 && isSpace(last[-1])) {
+      --last;
+    }
+    const std::string_view text(line + 2, static_cast<std::size_t>(last - line) - 2);
+    Match match;
+    match.next = nextLine(lf);
+    match.entity = boundaries_.find(text);
+    if (text.size() > 2 && text.substr(text.size() - 2) == "--") {
+      const std::uint32_t closed = boundaries_.find(text.substr(0, text.size() - 2));
+      // One boundary may be another one with "--" behind it: the inner one is meant.
+      if (closed != kNoEntity && (match.entity == kNoEntity || closed > match.entity)) {
+        match.entity = closed;
+        match.closes = true;
+      }
+    }
+    return match;
+  }
+
+  // Finds the next boundary line that starts a part, ends what it ends, and adds the part. False at
+  // the end of the input.
+  bool nextBoundary() {
+    while (!boundaries_.empty()) {
+      // The line end before the cursor belongs to a boundary that stands there.
+      const char* const from = at_ > base_ && at_[-1] == '\n' ? at_ - 1 : at_;
+      const char* const delimiter = findDelimiter(from, end_);
+      if (delimiter == nullptr) {
+        return false;
+      }
+      const char* const line = delimiter + 1;
+      const Match match = matchLine(line);
+      at_ = match.entity == kNoEntity ? line + 2 : match.next;
+      if (match.entity == kNoEntity || (!match.closes && entities_.size() >= kMaxEntities)) {
+        continue;
+      }
+      const char* bodyEnd = delimiter;
+      if (bodyEnd > base_ && bodyEnd[-1] == '\r') {
+        --bodyEnd;
+      }
+      closeDownTo(match.entity, bodyEnd);
+      if (match.closes) {
+        while (!boundaries_.empty() && boundaries_.innermost() == match.entity) {
+          boundaries_.pop();
+        }
+        // The line end of the closing line may start the next boundary.
+        continue;
+      }
+      addEntity(match.entity, static_cast<std::uint16_t>(entities_[match.entity].depth + 1U));
+      return true;
+    }
+    return false;
+  }
+
+  // Ends the current entity and those around it, up to but without `keep`, which becomes current.
+  void closeDownTo(std::uint32_t keep, const char* bodyEnd) {
+    while (current_ != keep) {
+      Entity& entity = current();
+      entity.end = std::max(entity.body, offset(bodyEnd));
+      while (!boundaries_.empty() && boundaries_.innermost() == current_) {
+        boundaries_.pop();
+      }
+      current_ = entity.parent;
+    }
+  }
+
+  const char* const base_;
+  const char* const end_;
+  const char* at_;
+  std::vector<Entity> entities_;
+  // The last child so far of the open entity at each depth.
+  std::vector<std::uint32_t> lastChild_;
+  OpenBoundaries boundaries_;
+  std::uint32_t current_ = kNoEntity;
+};
+
+}  // namespace
+
+std::vector<Entity> scanEntities(std::string_view bytes, unsigned int depth) {
+  if (bytes.data() == nullptr) {
+    bytes = std::string_view("", 0);
+  }
+  return Scan(bytes).run(depth);
+}
+
+MediaTypeView mediaTypeOf(std::string_view contentType) {
+  MediaTypeView media;
+  skipSpaceAndComments(contentType);
+  media.type = takeToken(contentType, "/;(");
+  skipSpaceAndComments(contentType);
+  if (!contentType.empty() && contentType.front() == '/') {
+    contentType.remove_prefix(1);
+    skipSpaceAndComments(contentType);
+    media.subtype = takeToken(contentType, "/;(,\"");
+  }
+  return media;
+}
+
+TransferEncoding transferEncodingOf(std::string_view field) {
+  skipSpaceAndComments(field);
+  if (!field.empty() && field.front() == '"') {
+    field.remove_prefix(1);
+  }
+  const std::string_view name = takeToken(field, ";(,\"");
+  if (name.empty()) {
+    return TransferEncoding::Identity;
+  }
+  const auto is = [name](std::string_view known) { return equalsIgnoringCase(name, known); };
+  if (is("base64") || is("b") || is("base-64") || is("x-base64")) {
+    return TransferEncoding::Base64;
+  }
+  if (is("quoted-printable") || is("q") || is("quotedprintable") || is("quoted_printable")) {
+    return TransferEncoding::QuotedPrintable;
+  }
+  if (is("x-uuencode") || is("uuencode") || is("x-uue") || is("uue") || is("x-uu")) {
+    return TransferEncoding::Uuencode;
+  }
+  if (is("x-yenc") || is("yenc")) {
+    return TransferEncoding::Yenc;
+  }
+  return TransferEncoding::Identity;
+}
+
+}  // namespace brennox::mime
