@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "mime/mime_types.h"
+
 namespace brennox {
 
 Attachment::Attachment() = default;
@@ -15,8 +17,8 @@ Attachment::Attachment(Attachment* other) : AbstractPart(other) {
 
 Attachment::~Attachment() = default;
 
-String* Attachment::mimeTypeForFilename(String* /*filename*/) {
-  throw std::logic_error("Not implemented");
+String* Attachment::mimeTypeForFilename(String* filename) {
+  return String::uniquedStringWithUTF8Characters(mime::mimeTypeForFilename(textOf(filename)));
 }
 
 Attachment* Attachment::attachmentWithData(String* filename, Data* data) {
