@@ -1,0 +1,377 @@
+#include "net/Stream.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "cpcurl.h"
+#include "net/Deflate.h"
+
+namespace brennox::net {
+namespace {
+
+constexpr std::int64_t kDefaultTimeout = 30;
+constexpr std::int64_t kMaxTimeout = 24 * 60 * 60;
+// What a server may say before the first command, all lines together.
+constexpr std::size_t kMaxHeard = 64 * 1024;
+// Strict GOST mode, an option of the curl face (a long one).
+constexpr auto kStrictGost = static_cast<CURLoption>(289);
+// zlib counts in 32 bits.
+constexpr std::size_t kMaxCompressAtOnce = std::size_t{1} << 30;
+
+CURL* handleOf(void* handle) {
+  return handle;
+}
+
+// A host name goes into a URL: nothing in it may end the host.
+bool isHostName(std::string_view host) {
+  return std::none_of(host.begin(), host.end(), [](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte <= 0x20 || byte == 0x7F ||
+           std::string_view("/\\@?#\"<>{}|^`").find(c) != std::string_view::npos;
+  });
+}
+
+std::string urlOf(const Endpoint& endpoint) {
+  const bool tls = endpoint.connectionType == ConnectionTypeTLS;
+  std::string url = endpoint.protocol == Protocol::kImap ? "imap" : "pop3";
+  url += tls ? "s://" : "://";
+  const bool bareIPv6 =
+      endpoint.host.find(':') != std::string::npos && endpoint.host.front() != '[';
+  url += bareIPv6 ? "[" + endpoint.host + "]" : endpoint.host;
+  return url + "/";
+}
+
+}  // namespace
+
+// What curl calls while it connects.
+struct Stream::Callbacks {
+  static std::size_t header(char* bytes, std::size_t size, std::size_t count, void* stream) {
+    auto* const self = static_cast<Stream*>(stream);
+    const std::size_t length = size * count;
+    self->heardBytes_ += length;
+    if (self->heardBytes_ > kMaxHeard) {
+      self->fail(ErrorLimitExceeded);
+      return 0;
+    }
+    self->heard(std::string_view(bytes, length));
+    return length;
+  }
+
+  static std::size_t body(char*, std::size_t size, std::size_t count, void*) {
+    return size * count;
+  }
+
+  static curl_socket_t openSocket(void* stream, curlsocktype, struct curl_sockaddr* address) {
+    auto* const self = static_cast<Stream*>(stream);
+    const std::lock_guard<std::mutex> guard(self->socketsLock_);
+    if (self->isCancelled()) {
+      return CURL_SOCKET_BAD;
+    }
+    const platform::Socket fd =
+        platform::openSocket(address->family, address->socktype, address->protocol);
+    if (fd != platform::kNoSocket) {
+      self->sockets_.push_back(fd);
+    }
+    return fd;
+  }
+
+  static int closeSocket(void* stream, curl_socket_t fd) {
+    auto* const self = static_cast<Stream*>(stream);
+    const std::lock_guard<std::mutex> guard(self->socketsLock_);
+    self->sockets_.erase(std::remove(self->sockets_.begin(), self->sockets_.end(), fd),
+                         self->sockets_.end());
+    platform::closeSocket(fd);
+    return 0;
+  }
+
+  static int progress(void* stream, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    return static_cast<Stream*>(stream)->isCancelled() ? 1 : 0;
+  }
+};
+
+Stream::Stream() = default;
+
+Stream::~Stream() {
+  close();
+}
+
+void Stream::cancel() {
+  cancelled_.store(true);
+  const std::lock_guard<std::mutex> guard(socketsLock_);
+  for (const platform::Socket socket : sockets_) {
+    platform::shutdownSocket(socket);
+  }
+}
+
+void Stream::resetCancel() {
+  cancelled_.store(false);
+}
+
+void Stream::close() {
+  if (handle_ != nullptr) {
+    const platform::BrokenPipeGuard quiet;
+    curl_easy_cleanup(handleOf(handle_));
+    handle_ = nullptr;
+  }
+  deflate_.reset();
+}
+
+void Stream::heard(std::string_view line) {
+  while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) {
+    line.remove_suffix(1);
+  }
+  if (greeting_.empty()) {
+    greeting_ = line;
+    return;
+  }
+  lines_.emplace_back(line);
+}
+
+// What came before the answer to STARTTLS was said in the clear, by whoever sits on the line. Of
+// the answers that end (IMAP) or begin (POP3) with a status line, only the last one came encrypted.
+void Stream::forgetClearText(Protocol protocol) {
+  const bool imap = protocol == Protocol::kImap;
+  std::size_t statusLines = 0;
+  for (std::size_t i = lines_.size(); i > 0; --i) {
+    const std::string& line = lines_[i - 1];
+    const bool status = imap ? !line.empty() && line[0] != '*' && line[0] != '+'
+                             : line.rfind("+OK", 0) == 0 || line.rfind("-ERR", 0) == 0;
+    statusLines += status ? 1 : 0;
+    if (statusLines == (imap ? 2 : 1)) {
+      lines_.erase(lines_.begin(), lines_.begin() + static_cast<std::ptrdiff_t>(i));
+      return;
+    }
+  }
+  lines_.clear();
+}
+
+ErrorCode Stream::errorOfConnect(int code, ConnectionType type) const {
+  if (isCancelled()) {
+    return ErrorCancelled;
+  }
+  if (error_ != ErrorNone) {
+    return error_;
+  }
+  switch (code) {
+    case CURLE_OK:
+      return ErrorNone;
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_INVALIDCERTSTATUS:
+    case CURLE_SSL_ISSUER_ERROR:
+      return ErrorCertificate;
+    case CURLE_USE_SSL_FAILED:
+      return type == ConnectionTypeStartTLS ? ErrorStartTLSNotAvailable : ErrorTLSNotAvailable;
+    case CURLE_SSL_ENGINE_NOTFOUND:
+    case CURLE_SSL_ENGINE_SETFAILED:
+    case CURLE_SSL_ENGINE_INITFAILED:
+    case CURLE_SSL_CIPHER:
+    case CURLE_NOT_BUILT_IN:
+    case CURLE_UNKNOWN_OPTION:
+    case CURLE_UNSUPPORTED_PROTOCOL:
+      return ErrorTLSNotAvailable;
+    default:
+      return ErrorConnection;
+  }
+}
+
+ErrorCode Stream::open(const Endpoint& endpoint) {
+  close();
+  error_ = ErrorNone;
+  greeting_.clear();
+  lines_.clear();
+  heardBytes_ = 0;
+  encrypted_ = endpoint.connectionType != ConnectionTypeClear;
+  const std::int64_t seconds =
+      endpoint.timeout <= 0 ? kDefaultTimeout : std::min(endpoint.timeout, kMaxTimeout);
+  timeout_ = std::chrono::seconds(seconds);
+  if (isCancelled()) {
+    return error_ = ErrorCancelled;
+  }
+  if (endpoint.host.empty() || endpoint.port > 65535) {
+    return error_ = ErrorConnection;
+  }
+  const bool knownType = endpoint.connectionType == ConnectionTypeClear ||
+                         endpoint.connectionType == ConnectionTypeStartTLS ||
+                         endpoint.connectionType == ConnectionTypeTLS;
+  if (!knownType || !isHostName(endpoint.host)) {
+    return error_ = ErrorInvalidArgument;
+  }
+
+  const platform::BrokenPipeGuard quiet;
+  CURL* const handle = curl_easy_init();
+  if (handle == nullptr) {
+    return error_ = ErrorConnection;
+  }
+  handle_ = handle;
+  curl_easy_setopt(handle, CURLOPT_URL, urlOf(endpoint).c_str());
+  curl_easy_setopt(handle, CURLOPT_PORT, static_cast<long>(endpoint.port));
+  curl_easy_setopt(handle, CURLOPT_CONNECT_ONLY, 1L);
+  // Signals are ours (BrokenPipeGuard), time-outs need none.
+  curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(handle, CURLOPT_TCP_NODELAY, 1L);
+  curl_easy_setopt(handle, CURLOPT_TCP_KEEPALIVE, 1L);
+  // The first bounds TCP and TLS, the second a server that connects and never greets.
+  curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeout_.count()));
+  curl_easy_setopt(handle, CURLOPT_TIMEOUT_MS, static_cast<long>(timeout_.count()));
+  curl_easy_setopt(
+      handle, CURLOPT_USE_SSL,
+      static_cast<long>(endpoint.connectionType == ConnectionTypeStartTLS ? CURLUSESSL_ALL
+                                                                          : CURLUSESSL_NONE));
+  curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, endpoint.checkCertificate ? 1L : 0L);
+  curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, endpoint.checkCertificate ? 2L : 0L);
+  curl_easy_setopt(handle, CURLOPT_HEADERFUNCTION, &Callbacks::header);
+  curl_easy_setopt(handle, CURLOPT_HEADERDATA, this);
+  curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, &Callbacks::body);
+  curl_easy_setopt(handle, CURLOPT_OPENSOCKETFUNCTION, &Callbacks::openSocket);
+  curl_easy_setopt(handle, CURLOPT_OPENSOCKETDATA, this);
+  curl_easy_setopt(handle, CURLOPT_CLOSESOCKETFUNCTION, &Callbacks::closeSocket);
+  curl_easy_setopt(handle, CURLOPT_CLOSESOCKETDATA, this);
+  curl_easy_setopt(handle, CURLOPT_XFERINFOFUNCTION, &Callbacks::progress);
+  curl_easy_setopt(handle, CURLOPT_XFERINFODATA, this);
+  curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);
+  CURLcode code = CURLE_OK;
+  if (endpoint.strictGost) {
+    code = curl_easy_setopt(handle, kStrictGost, 1L);
+  }
+  if (code == CURLE_OK) {
+    code = curl_easy_perform(handle);
+  }
+  if (code == CURLE_OK) {
+    curl_socket_t active = CURL_SOCKET_BAD;
+    code = curl_easy_getinfo(handle, CURLINFO_ACTIVESOCKET, &active);
+    if (code == CURLE_OK && active == CURL_SOCKET_BAD) {
+      code = CURLE_COULDNT_CONNECT;
+    }
+    socket_ = active;
+  }
+  error_ = errorOfConnect(code, endpoint.connectionType);
+  if (error_ != ErrorNone) {
+    close();
+  } else if (endpoint.connectionType == ConnectionTypeStartTLS) {
+    forgetClearText(endpoint.protocol);
+  }
+  return error_;
+}
+
+bool Stream::waitFor(bool write, Clock::time_point deadline) {
+  if (isCancelled()) {
+    fail(ErrorCancelled);
+    return false;
+  }
+  const auto left =
+      std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count() + 1;
+  if (left <= 0) {
+    fail(ErrorConnection);
+    return false;
+  }
+  // TLS may want to read before it can write.
+  const int milliseconds =
+      static_cast<int>(std::min<std::int64_t>(left, std::numeric_limits<int>::max()));
+  if (platform::waitForSocket(socket_, true, write, milliseconds) == platform::Wait::kFailed) {
+    fail(ErrorConnection);
+    return false;
+  }
+  return true;
+}
+
+std::size_t Stream::readRaw(char* out, std::size_t size) {
+  const Clock::time_point deadline = Clock::now() + timeout_;
+  while (error_ == ErrorNone && handle_ != nullptr) {
+    std::size_t count = 0;
+    const CURLcode code = curl_easy_recv(handleOf(handle_), out, size, &count);
+    if (code == CURLE_OK && count > 0) {
+      return count;
+    }
+    if (code != CURLE_AGAIN) {
+      fail(isCancelled() ? ErrorCancelled : ErrorConnection);
+    } else if (!waitFor(false, deadline)) {
+      break;
+    }
+  }
+  fail(ErrorConnection);
+  return 0;
+}
+
+bool Stream::writeRaw(std::string_view bytes) {
+  const platform::BrokenPipeGuard quiet;
+  Clock::time_point deadline = Clock::now() + timeout_;
+  while (error_ == ErrorNone && handle_ != nullptr) {
+    if (bytes.empty()) {
+      return true;
+    }
+    std::size_t count = 0;
+    const CURLcode code = curl_easy_send(handleOf(handle_), bytes.data(), bytes.size(), &count);
+    if (code == CURLE_OK && count > 0) {
+      bytes.remove_prefix(count);
+      deadline = Clock::now() + timeout_;
+      continue;
+    }
+    if (code != CURLE_AGAIN && code != CURLE_OK) {
+      fail(isCancelled() ? ErrorCancelled : ErrorConnection);
+    } else if (!waitFor(true, deadline)) {
+      break;
+    }
+  }
+  fail(ErrorConnection);
+  return false;
+}
+
+bool Stream::isReadable() {
+  return handle_ != nullptr && error_ == ErrorNone &&
+         platform::waitForSocket(socket_, true, false, 0) != platform::Wait::kTimedOut;
+}
+
+std::size_t Stream::read(char* out, std::size_t size) {
+  if (deflate_ == nullptr) {
+    return readRaw(out, size);
+  }
+  for (;;) {
+    const std::size_t count = deflate_->decompress(out, size);
+    if (count > 0) {
+      return count;
+    }
+    if (deflate_->failed()) {
+      fail(ErrorParse);
+      return 0;
+    }
+    const std::size_t raw = readRaw(deflate_->input(), deflate_->inputSize());
+    if (raw == 0) {
+      return 0;
+    }
+    deflate_->filled(raw);
+  }
+}
+
+bool Stream::write(std::string_view bytes) {
+  if (deflate_ == nullptr) {
+    return writeRaw(bytes);
+  }
+  std::string compressed;
+  while (!bytes.empty()) {
+    const std::string_view some = bytes.substr(0, kMaxCompressAtOnce);
+    compressed.clear();
+    if (!deflate_->compress(some, &compressed)) {
+      fail(ErrorConnection);
+      return false;
+    }
+    if (!writeRaw(compressed)) {
+      return false;
+    }
+    bytes.remove_prefix(some.size());
+  }
+  return true;
+}
+
+bool Stream::startCompression(std::string_view pending) {
+  deflate_ = Deflate::create();
+  if (deflate_ == nullptr || pending.size() > deflate_->inputSize()) {
+    fail(ErrorConnection);
+    return false;
+  }
+  deflate_->feed(pending);
+  return true;
+}
+
+}  // namespace brennox::net

@@ -1,0 +1,102 @@
+// A connection to a mail server: clear, TLS from the start, or TLS by STARTTLS.
+#pragma once
+
+#include <brennox/Flags.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "net/ByteStream.h"
+#include "platform/socket.h"
+
+namespace brennox::net {
+
+class Deflate;
+
+enum class Protocol { kImap, kPop3 };
+
+struct Endpoint {
+  Protocol protocol = Protocol::kImap;
+  std::string host;
+  // 0 is the protocol's own port for the connection type.
+  unsigned port = 0;
+  ConnectionType connectionType = ConnectionTypeTLS;
+  bool checkCertificate = true;
+  bool strictGost = false;
+  // Seconds of silence that end a wait; 0 and less read as the default of 30.
+  std::int64_t timeout = 0;
+};
+
+// libcurl connects, reads the greeting, negotiates STARTTLS and asks for the capabilities; from
+// then on the bytes are ours. One thread uses a stream, any thread may cancel it.
+class Stream final : public ByteStream {
+ public:
+  Stream();
+  ~Stream() override;
+  Stream(const Stream&) = delete;
+  Stream& operator=(const Stream&) = delete;
+
+  // Connects anew; what was open before is closed and the error forgotten. Returns ErrorNone, or
+  // what error() says from now on.
+  ErrorCode open(const Endpoint& endpoint);
+  // Ends the connection without a word. Nothing happens when there is none.
+  void close();
+  bool isOpen() const noexcept { return handle_ != nullptr; }
+
+  // Makes every wait of this stream, now and later, end with ErrorCancelled until resetCancel().
+  // Any thread.
+  void cancel();
+  void resetCancel();
+  bool isCancelled() const noexcept { return cancelled_.load(); }
+
+  std::size_t read(char* out, std::size_t size) override;
+  bool write(std::string_view bytes) override;
+
+  // True when bytes, or the end of the connection, can be read without waiting.
+  bool isReadable();
+
+  // The lines that the server sent while connecting, without line ends. The greeting is the first
+  // of them; what was said in the clear before STARTTLS succeeded is not among the others.
+  const std::string& greeting() const noexcept { return greeting_; }
+  const std::vector<std::string>& lines() const noexcept { return lines_; }
+  bool isEncrypted() const noexcept { return encrypted_; }
+
+  // Everything from here on is compressed (RFC 4978). `pending` are the bytes that were read
+  // already and belong to the compressed stream.
+  bool startCompression(std::string_view pending);
+  bool isCompressed() const noexcept { return deflate_ != nullptr; }
+
+ private:
+  struct Callbacks;
+  friend struct Callbacks;
+  using Clock = std::chrono::steady_clock;
+
+  std::size_t readRaw(char* out, std::size_t size);
+  bool writeRaw(std::string_view bytes);
+  bool waitFor(bool write, Clock::time_point deadline);
+  void heard(std::string_view line);
+  void forgetClearText(Protocol protocol);
+  ErrorCode errorOfConnect(int code, ConnectionType type) const;
+
+  void* handle_ = nullptr;
+  platform::Socket socket_{};
+  std::chrono::milliseconds timeout_{};
+  bool encrypted_ = false;
+  std::size_t heardBytes_ = 0;
+  std::string greeting_;
+  std::vector<std::string> lines_;
+  std::unique_ptr<Deflate> deflate_;
+
+  std::atomic<bool> cancelled_{false};
+  // Guards sockets_: those that curl has open, so that another thread can end them.
+  std::mutex socketsLock_;
+  std::vector<platform::Socket> sockets_;
+};
+
+}  // namespace brennox::net

@@ -1,0 +1,43 @@
+// What the network code needs beside the system's curl: waiting on a socket and ending it from
+// another thread.
+#pragma once
+
+#include <cstdint>
+
+namespace brennox::platform {
+
+#if defined(_WIN32)
+using Socket = std::uintptr_t;
+inline constexpr Socket kNoSocket = ~Socket{0};
+#else
+using Socket = int;
+inline constexpr Socket kNoSocket = -1;
+#endif
+
+enum class Wait { kReady, kTimedOut, kFailed };
+
+// Waits until the socket can be read (or written, with `write`), at most `milliseconds`. A
+// connection that the other side has ended counts as readable.
+Wait waitForSocket(Socket socket, bool read, bool write, int milliseconds);
+
+// A socket that child processes do not inherit; kNoSocket when there is none to be had.
+Socket openSocket(int family, int type, int protocol);
+
+// Ends both directions: whoever waits on the socket wakes up. The descriptor stays open.
+void shutdownSocket(Socket socket);
+void closeSocket(Socket socket);
+
+// While one lives, writing to a connection that the other side has closed raises no signal on this
+// thread.
+class BrokenPipeGuard {
+ public:
+  BrokenPipeGuard();
+  ~BrokenPipeGuard();
+  BrokenPipeGuard(const BrokenPipeGuard&) = delete;
+  BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
+
+ private:
+  bool blocked_ = false;
+};
+
+}  // namespace brennox::platform
