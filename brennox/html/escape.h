@@ -1,0 +1,27 @@
+// Foreign text on its way into HTML.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace brennox::html {
+
+// Appends `text` so that it reads as itself in text and in quoted attribute values. Control
+// characters other than tab and line ends are left out, and bytes that are no UTF-8 become U+FFFD.
+void appendEscaped(std::string_view text, std::string& out);
+std::string escaped(std::string_view text);
+
+// `text` without control characters other than tab and line feed; CR LF and lone CR become LF,
+// bytes that are no UTF-8 become U+FFFD. What every plain rendering goes through.
+std::string cleanedText(std::string_view text);
+
+// A name or header value on one line: control characters and line ends become blanks, and
+// characters that steer the direction of text are left out, so that a name cannot be shown other
+// than as it is.
+std::string cleanedLine(std::string_view text);
+
+// Length of the UTF-8 sequence at the start of `text`, 0 when it is malformed. `text` is not empty.
+std::size_t utf8Length(std::string_view text);
+
+}  // namespace brennox::html
