@@ -1,0 +1,42 @@
+// Base of all asynchronous work: what runs on the worker pool and how it reports to the script.
+#pragma once
+
+#include <napi.h>
+
+#include <string>
+
+namespace velkor {
+
+// Made and queued on the script thread; deletes itself once the callback has returned. Keeps the
+// script object that started it alive until then. An exception of the callback is an uncaught
+// exception of the script, as for any callback of Node.js.
+//
+// A callback that is no function is accepted: the work is done and takes effect, nobody is told.
+class Worker : public Napi::AsyncWorker {
+ public:
+  // `failureText` is what the callback gets when the work throws.
+  Worker(Napi::Object owner, Napi::Value callback, const char* failureText);
+
+ protected:
+  // The work. Worker pool: no script value in sight. Runs inside an AutoreleasePool. May call
+  // SetError.
+  virtual void Work() = 0;
+
+  // The work has ended without an error (script thread, before Result).
+  virtual void Succeeded() {}
+  // It has ended with one (script thread, before the callback is called).
+  virtual void Failed() {}
+
+  // What the callback gets after null; an empty value stands for nothing at all.
+  virtual Napi::Value Result(Napi::Env env);
+
+ private:
+  void Execute() final;
+  void OnOK() final;
+  void OnError(const Napi::Error& error) final;
+
+  Napi::ObjectReference owner_;
+  const char* failureText_;
+};
+
+}  // namespace velkor

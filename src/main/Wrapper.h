@@ -1,0 +1,266 @@
+// What every script class shares: the rows that describe its members, the check of its receiver,
+// and how it holds its library object.
+#pragma once
+
+#include <brennox/AutoreleasePool.h>
+#include <brennox/Object.h>
+#include <brennox/Ref.h>
+#include <napi.h>
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "main/Arguments.h"
+#include "main/ConstructorMap.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
+
+namespace velkor {
+
+// An object that is left alive on purpose; leak checks pass over it and what it holds.
+inline void LeakOnPurpose([[maybe_unused]] const void* object) {
+#if defined(__SANITIZE_ADDRESS__)
+  __lsan_ignore_object(object);
+#endif
+}
+
+// What becomes of the held library object with the script object.
+enum class Teardown {
+  kRelease,
+  // Deleted whatever its reference count is.
+  kDelete,
+  // Left alive.
+  kLeave,
+};
+
+// What a script object that native code creates holds of the library's object.
+enum class Adopt {
+  // A copy; the object that the constructor made is released.
+  kCopy,
+  // A copy; the object that the constructor made is left alive.
+  kCopyOverDefault,
+  // The same object.
+  kShare,
+  // Native code creates no such script objects.
+  kNever,
+};
+
+// Base of all script classes. `Self` has a `kName`, the class's name for scripts.
+template <class Self>
+class ScriptClass : public Napi::ObjectWrap<Self> {
+ public:
+  using Members = std::vector<Napi::ClassPropertyDescriptor<Self>>;
+
+  // The native part of a receiver. node-addon-api calls it before every member; other objects'
+  // members may have been borrowed, so it looks whether the object is one of ours.
+  static Self* Unwrap(Napi::Object object) {
+    Self* const self = From(object);
+    Require(self != nullptr, object.Env(), "Illegal invocation");
+    return self;
+  }
+
+  // The native part of a script value; null for values of any other kind.
+  static Self* From(Napi::Value value) {
+    bool isTagged = false;
+    void* self = nullptr;
+    if (!value.IsObject() ||
+        napi_check_object_type_tag(value.Env(), value, &kTag, &isTagged) != napi_ok || !isTagged ||
+        napi_unwrap(value.Env(), value, &self) != napi_ok) {
+      return nullptr;
+    }
+    return static_cast<Self*>(self);
+  }
+
+  // The native part of a value that has to be a `Self`. Primitive values are coerced to objects;
+  // one that is nobody's wrapper throws Node-API's own error, one of another class a TypeError.
+  static Self& Expect(Napi::Value value) {
+    const Napi::Object object = value.ToObject();
+    void* anything = nullptr;
+    if (napi_unwrap(object.Env(), object, &anything) != napi_ok) {
+      throw Napi::Error::New(object.Env());
+    }
+    Self* const self = From(object);
+    if (self == nullptr) {
+      throw Napi::TypeError::New(object.Env(), "Value must be " + std::string(Self::kName));
+    }
+    return *self;
+  }
+
+ protected:
+  using Napi::ObjectWrap<Self>::InstanceAccessor;
+  using Napi::ObjectWrap<Self>::InstanceMethod;
+
+  explicit ScriptClass(const Napi::CallbackInfo& info) : Napi::ObjectWrap<Self>(info) {
+    if (napi_type_tag_object(info.Env(), info.This(), &kTag) != napi_ok) {
+      throw Napi::Error::New(info.Env());
+    }
+  }
+
+  // Rows. A getter, setter or method is a member of Self or of the library object that Self holds.
+  template <class Kind, auto kGet, auto kSet>
+  static Napi::ClassPropertyDescriptor<Self> Property(const char* name, const char* wrongTypeText) {
+    return InstanceAccessor(name, &ScriptClass::template Read<Kind, kGet>,
+                            &ScriptClass::template Write<Kind, kSet>, napi_default,
+                            const_cast<char*>(wrongTypeText));
+  }
+  template <class Kind, auto kGet>
+  static Napi::ClassPropertyDescriptor<Self> ReadOnly(const char* name) {
+    return InstanceAccessor(name, &ScriptClass::template Read<Kind, kGet>, nullptr);
+  }
+  // A plain field of Self.
+  template <class Kind, auto kField>
+  static Napi::ClassPropertyDescriptor<Self> Field(const char* name, const char* wrongTypeText) {
+    return InstanceAccessor(name, &ScriptClass::template Read<Kind, kField>,
+                            &ScriptClass::template WriteField<Kind, kField>, napi_default,
+                            const_cast<char*>(wrongTypeText));
+  }
+  // A pair of Self's own: `Napi::Value Get(info)` and `void Set(info, value)`.
+  template <auto kGet>
+  static Napi::ClassPropertyDescriptor<Self> Accessor(const char* name) {
+    return InstanceAccessor(name, &ScriptClass::template Run<kGet>, nullptr);
+  }
+  template <auto kGet, auto kSet>
+  static Napi::ClassPropertyDescriptor<Self> Accessor(const char* name) {
+    return InstanceAccessor(name, &ScriptClass::template Run<kGet>,
+                            &ScriptClass::template RunSetter<kSet>);
+  }
+  // A method of Self's own: `Napi::Value Name(info)` or `void Name(info)`.
+  template <auto kMethod>
+  static Napi::ClassPropertyDescriptor<Self> Method(const char* name) {
+    return InstanceMethod(name, &ScriptClass::template Run<kMethod>);
+  }
+  // A method without arguments that gives what `kGet` gives.
+  template <class Kind, auto kGet>
+  static Napi::ClassPropertyDescriptor<Self> Getter(const char* name) {
+    return InstanceMethod(name, &ScriptClass::template Read<Kind, kGet>);
+  }
+
+ private:
+  // Tells the objects of our classes from each other's and from other addons'.
+  static constexpr napi_type_tag TagOf(const char* name) {
+    std::uint64_t hash = 14695981039346656037U;
+    for (; *name != '\0'; ++name) {
+      hash = (hash ^ static_cast<unsigned char>(*name)) * 1099511628211U;
+    }
+    return {0x76656c6b6f725f32U, hash};
+  }
+  static constexpr napi_type_tag kTag = TagOf(Self::kName);
+
+  // Calls a member of Self or of its library object.
+  template <auto kMember, class... Args>
+  decltype(auto) Call(Args&&... args) {
+    Self& self = static_cast<Self&>(*this);
+    if constexpr (std::is_invocable_v<decltype(kMember), Self&, Args...>) {
+      return std::invoke(kMember, self, std::forward<Args>(args)...);
+    } else {
+      return std::invoke(kMember, *self.held(), std::forward<Args>(args)...);
+    }
+  }
+
+  template <class Kind, auto kGet>
+  Napi::Value Read(const Napi::CallbackInfo& info) {
+    brennox::AutoreleasePool pool;
+    return Kind::ToScript(info.Env(), Call<kGet>());
+  }
+
+  template <class Kind>
+  static void CheckType(const Napi::CallbackInfo& info, const Napi::Value& value) {
+    Require(Kind::Accepts(value), info.Env(), static_cast<const char*>(info.Data()));
+  }
+
+  template <class Kind, auto kSet>
+  void Write(const Napi::CallbackInfo& info, const Napi::Value& value) {
+    brennox::AutoreleasePool pool;
+    CheckType<Kind>(info, value);
+    Call<kSet>(Kind::FromScript(value));
+  }
+
+  template <class Kind, auto kField>
+  void WriteField(const Napi::CallbackInfo& info, const Napi::Value& value) {
+    CheckType<Kind>(info, value);
+    Call<kField>() = Kind::FromScript(value);
+  }
+
+  template <auto kMethod>
+  Napi::Value Run(const Napi::CallbackInfo& info) {
+    brennox::AutoreleasePool pool;
+    Self& self = static_cast<Self&>(*this);
+    if constexpr (std::is_void_v<
+                      std::invoke_result_t<decltype(kMethod), Self&, const Napi::CallbackInfo&>>) {
+      (self.*kMethod)(info);
+      return info.Env().Undefined();
+    } else {
+      return (self.*kMethod)(info);
+    }
+  }
+
+  template <auto kSet>
+  void RunSetter(const Napi::CallbackInfo& info, const Napi::Value& value) {
+    brennox::AutoreleasePool pool;
+    (static_cast<Self&>(*this).*kSet)(info, value);
+  }
+};
+
+// Base of the script classes that hold a library object.
+template <class Self, class Library, Teardown kTeardown, Adopt kAdopt = Adopt::kNever>
+class Wrapper : public ScriptClass<Self> {
+ public:
+  // Never null.
+  Library* held() const { return held_; }
+
+  // A new script object for a library object. The script constructor runs without arguments first.
+  static Napi::Object NewInstance(Napi::Env env,
+                                  Library* object) requires(kAdopt != Adopt::kNever) {
+    const Napi::Object result = ConstructorMap::NewInstance(env, Self::kName);
+    Wrapper* const wrapper = Self::Unwrap(result);
+    Library* adopted = object;
+    if constexpr (kAdopt == Adopt::kShare) {
+      adopted->retain();
+    } else {
+      adopted = Create(object);
+    }
+    Library* const previous = std::exchange(wrapper->held_, adopted);
+    if constexpr (kAdopt == Adopt::kCopyOverDefault) {
+      LeakOnPurpose(previous);
+    } else {
+      previous->release();
+    }
+    return result;
+  }
+
+ protected:
+  explicit Wrapper(const Napi::CallbackInfo& info) : ScriptClass<Self>(info), held_(Create()) {}
+  ~Wrapper() override {
+    if constexpr (kTeardown == Teardown::kRelease) {
+      held_->release();
+      held_ = nullptr;
+    } else if constexpr (kTeardown == Teardown::kDelete) {
+      delete held_;
+    }
+  }
+
+  // Holds another object from here on.
+  void Hold(brennox::Ref<Library> object) {
+    static_assert(kTeardown == Teardown::kRelease);
+    std::exchange(held_, object.leak())->release();
+  }
+
+ private:
+  template <class... Args>
+  static Library* Create(Args... args) {
+    auto* const object = new Library(args...);
+    if constexpr (kTeardown == Teardown::kLeave) {
+      LeakOnPurpose(object);
+    }
+    return object;
+  }
+
+  Library* held_;
+};
+
+}  // namespace velkor

@@ -1,0 +1,12 @@
+'use strict';
+// The module under test: the release build, or the file that VELKOR_BRENNOX2 names.
+const path = require('node:path');
+
+const file = process.env.VELKOR_BRENNOX2
+  ? path.resolve(process.env.VELKOR_BRENNOX2)
+  : path.join(__dirname, '../../build/release/velkor_brennox2.node');
+
+// Child processes and workers of a test load the same file.
+process.env.VELKOR_BRENNOX2 = file;
+
+module.exports = require(file);
