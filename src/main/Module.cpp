@@ -4,6 +4,10 @@
 
 #include "data/WData.h"
 #include "main/ConstructorMap.h"
+#include "message/WAttachment.h"
+#include "message/WMessageBuilder.h"
+#include "message/WMessageHeader.h"
+#include "message/WMessageParser.h"
 
 namespace velkor {
 namespace {
@@ -22,6 +26,10 @@ void Export(Napi::Env env, Napi::Object exports) {
 Napi::Object Init(Napi::Env env, Napi::Object exports) {
   // The order is part of the interface.
   Export<WData, Registry::kListed>(env, exports);
+  Export<WMessageHeader, Registry::kListed>(env, exports);
+  Export<WMessageParser>(env, exports);
+  Export<WAttachment, Registry::kListed>(env, exports);
+  Export<WMessageBuilder>(env, exports);
   return exports;
 }
 
