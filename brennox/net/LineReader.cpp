@@ -27,7 +27,7 @@ bool LineReader::fill() {
   return count > 0;
 }
 
-bool LineReader::line(std::string* line, std::size_t limit) {
+bool LineReader::line(std::string* line, std::size_t limit, bool* bareLineFeed) {
   for (;;) {
     const std::string_view ahead = buffered();
     const std::size_t end = ahead.find('\n');
@@ -39,8 +39,12 @@ bool LineReader::line(std::string* line, std::size_t limit) {
     line->append(piece);
     if (end != std::string_view::npos) {
       skip(end + 1);
-      if (!line->empty() && line->back() == '\r') {
+      const bool bare = line->empty() || line->back() != '\r';
+      if (!bare) {
         line->pop_back();
+      }
+      if (bareLineFeed != nullptr) {
+        *bareLineFeed = bare;
       }
       return true;
     }

@@ -25,8 +25,8 @@ class LineReader {
   explicit LineReader(ByteStream& stream);
 
   // Appends the next line without its line end (CRLF, or a bare LF) to `line`, which must not grow
-  // beyond `limit`.
-  bool line(std::string* line, std::size_t limit);
+  // beyond `limit`. `bareLineFeed`, if given, hears whether the line ended with LF alone.
+  bool line(std::string* line, std::size_t limit, bool* bareLineFeed = nullptr);
 
   // The next `size` bytes.
   bool bytes(char* out, std::size_t size, const Progress& progress = nullptr);

@@ -1,0 +1,28 @@
+#include "net/settings.h"
+
+namespace brennox::net {
+
+Endpoint Settings::endpoint(Protocol protocol) {
+  const std::lock_guard<std::mutex> guard(lock_);
+  Endpoint endpoint;
+  endpoint.protocol = protocol;
+  endpoint.host = textOf(hostname_.get());
+  endpoint.port = port_;
+  endpoint.connectionType = connectionType_;
+  endpoint.checkCertificate = checkCertificate_;
+  endpoint.strictGost = strictGost_;
+  endpoint.timeout = timeout_;
+  return endpoint;
+}
+
+void Settings::fill(Credentials* credentials, Protocol protocol) {
+  const std::lock_guard<std::mutex> guard(lock_);
+  credentials->username = textOf(username_.get());
+  credentials->password = textOf(password_.get());
+  credentials->token = textOf(token_.get());
+  credentials->service = protocol == Protocol::kImap ? "imap" : "pop";
+  credentials->hostname = textOf(hostname_.get());
+  credentials->port = port_;
+}
+
+}  // namespace brennox::net
