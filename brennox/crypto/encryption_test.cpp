@@ -1,0 +1,330 @@
+#include <gtest/gtest.h>
+#include <openssl/objects.h>
+#include <openssl/rsa.h>
+
+#include "crypto/algorithms.h"
+#include "crypto/decrypt.h"
+#include "crypto/encrypt.h"
+#include "crypto/engine.h"
+#include "crypto/outline.h"
+#include "crypto/people_for_tests.h"
+
+namespace brennox::crypto {
+namespace {
+
+using testing::CertificateWish;
+using testing::decrypted;
+using testing::encrypted;
+using testing::Kind;
+using testing::Person;
+
+std::string contentOfLength(std::size_t length) {
+  std::string content;
+  while (content.size() < length) {
+    content += "line " + std::to_string(content.size()) + "\r\n";
+  }
+  content.resize(length);
+  return content;
+}
+
+class EncryptionForKind : public ::testing::TestWithParam<Kind> {};
+
+TEST_P(EncryptionForKind, IsReadByTheRecipient) {
+  const Person& person = testing::person(GetParam());
+  for (const std::size_t length : {0, 1, 7, 8, 15, 16, 17, 1024, 49152, 49153, 300'000}) {
+    const std::string content = contentOfLength(length);
+    const DecryptResult result = decrypted(encrypted(content, {&person}), person);
+    ASSERT_EQ(result.status, DecryptStatus::kOpened) << length;
+    EXPECT_TRUE(result.content->view() == content) << length;
+  }
+}
+
+TEST_P(EncryptionForKind, IsNotReadByOthers) {
+  CertificateWish wish;
+  wish.name = "Other";
+  const Person other(GetParam(), wish, &testing::authority(GetParam()));
+  const DecryptResult result =
+      decrypted(encrypted("secret", {&testing::person(GetParam())}), other);
+  EXPECT_EQ(result.status, DecryptStatus::kNoKey);
+  EXPECT_FALSE(result.content);
+}
+
+// The right name and number over the wrong key: nothing may come out, least of all something
+// random.
+TEST_P(EncryptionForKind, IsNotReadWithAnotherKey) {
+  CertificateWish wish;
+  wish.name = "Other";
+  const Person other(GetParam(), wish, &testing::authority(GetParam()));
+  const Person& person = testing::person(GetParam());
+  std::vector<OwnCertificate> own;
+  own.push_back({person.recipient(), other.own().openKey});
+  const DecryptResult result = decrypt(testing::blockOf(encrypted("secret", {&person})), own);
+  EXPECT_EQ(result.status, DecryptStatus::kFailed);
+  EXPECT_FALSE(result.content);
+}
+
+TEST_P(EncryptionForKind, IsNotOpenedWithoutAKey) {
+  const Person& person = testing::person(GetParam());
+  std::vector<OwnCertificate> own;
+  own.push_back({person.recipient(), [] { return KeyHandle(); }});
+  EXPECT_EQ(decrypt(testing::blockOf(encrypted("secret", {&person})), own).status,
+            DecryptStatus::kKeyNotOpened);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, EncryptionForKind,
+                         ::testing::Values(Kind::kRsa, Kind::kEc, Kind::kGost256, Kind::kGost512));
+
+TEST(Encryption, ForSeveralIsReadByEach) {
+  const std::vector<const Person*> all{&testing::person(Kind::kRsa), &testing::person(Kind::kEc),
+                                       &testing::person(Kind::kGost256),
+                                       &testing::person(Kind::kGost512)};
+  const std::string cms = encrypted("for everybody", all);
+  for (const Person* const person : all) {
+    const DecryptResult result = decrypted(cms, *person);
+    ASSERT_EQ(result.status, DecryptStatus::kOpened);
+    EXPECT_EQ(result.content->view(), "for everybody");
+  }
+}
+
+std::string contentCipherOf(const std::string& cms) {
+  EnvelopedOutline outline;
+  return readEnveloped(cms, outline) ? outline.algorithm.oid : std::string();
+}
+
+TEST(Encryption, TakesGostAsSoonAsOneRecipientNeedsIt) {
+  const Person& rsa = testing::person(Kind::kRsa);
+  const Person& gost = testing::person(Kind::kGost256);
+  EXPECT_EQ(contentCipherOf(encrypted("x", {&rsa})), "2.16.840.1.101.3.4.1.42");
+  EXPECT_EQ(contentCipherOf(encrypted("x", {&gost})), "1.2.643.2.2.21");
+  EXPECT_EQ(contentCipherOf(encrypted("x", {&rsa, &gost})), "1.2.643.2.2.21");
+}
+
+TEST(Encryption, AgreesOnEllipticKeysBySha256) {
+  EnvelopedOutline outline;
+  const std::string cms = encrypted("x", {&testing::person(Kind::kEc)});
+  ASSERT_TRUE(readEnveloped(cms, outline));
+  ASSERT_EQ(outline.recipients.size(), 1U);
+  EXPECT_EQ(outline.recipients[0].algorithm, "1.3.132.1.11.1");
+}
+
+TEST(Encryption, RefusesAKeyThatCannotCarryOne) {
+  EXPECT_THROW(encrypted("x", {&testing::person(Kind::kRsaPss)}), std::runtime_error);
+  EXPECT_THROW(encrypted("x", {}), std::runtime_error);
+}
+
+// What other programs make.
+std::string encryptedBy(const Person& person, const EVP_CIPHER* cipher, std::string_view content,
+                        unsigned flags = 0) {
+  flags |= CMS_BINARY | CMS_PARTIAL | CMS_STREAM;
+  const CmsHandle cms(CMS_encrypt(nullptr, nullptr, cipher, flags));
+  CMS_RecipientInfo* const info = CMS_add1_recipient(
+      cms.get(), person.certificate(), nullptr, nullptr, CMS_KEY_PARAM | (flags & CMS_USE_KEYID));
+  EVP_PKEY_CTX* const context = CMS_RecipientInfo_get0_pkey_ctx(info);
+  EVP_PKEY_CTX_ctrl(context, -1, -1, EVP_PKEY_CTRL_CIPHER, EVP_CIPHER_get_nid(cipher), nullptr);
+  if ((flags & CMS_DEBUG_DECRYPT) != 0) {  // borrowed here: ask for OAEP
+    EVP_PKEY_CTX_set_rsa_padding(context, RSA_PKCS1_OAEP_PADDING);
+    EVP_PKEY_CTX_set_rsa_oaep_md(context, EVP_sha256());
+  }
+  const BioHandle in(BIO_new_mem_buf(content.data(), static_cast<int>(content.size())));
+  const BioHandle out(BIO_new(BIO_s_mem()));
+  if (i2d_CMS_bio_stream(out.get(), cms.get(), in.get(), static_cast<int>(flags)) != 1) {
+    return {};
+  }
+  char* bytes = nullptr;
+  const long length = BIO_get_mem_data(out.get(), &bytes);
+  return std::string(bytes, static_cast<std::size_t>(length));
+}
+
+// As above, in definite lengths with all attributes in place.
+std::string encryptedWhole(const Person& person, const EVP_CIPHER* cipher,
+                           std::string_view content) {
+  constexpr unsigned kFlags = CMS_BINARY | CMS_PARTIAL | CMS_STREAM;
+  const CmsHandle cms(CMS_encrypt(nullptr, nullptr, cipher, kFlags));
+  CMS_RecipientInfo* const info =
+      CMS_add1_recipient(cms.get(), person.certificate(), nullptr, nullptr, CMS_KEY_PARAM);
+  EVP_PKEY_CTX_ctrl(CMS_RecipientInfo_get0_pkey_ctx(info), -1, -1, EVP_PKEY_CTRL_CIPHER,
+                    EVP_CIPHER_get_nid(cipher), nullptr);
+  const BioHandle in(BIO_new_mem_buf(content.data(), static_cast<int>(content.size())));
+  const BioHandle out(BIO_new(BIO_s_mem()));
+  if (CMS_final(cms.get(), in.get(), nullptr, kFlags) != 1 ||
+      i2d_CMS_bio(out.get(), cms.get()) != 1) {
+    return {};
+  }
+  char* bytes = nullptr;
+  const long length = BIO_get_mem_data(out.get(), &bytes);
+  return std::string(bytes, static_cast<std::size_t>(length));
+}
+
+TEST(Decryption, ReadsTheCiphersOfOthersInPiecesAndWhole) {
+  const std::string content = contentOfLength(100'000);
+  const Person& person = testing::person(Kind::kRsa);
+  for (const char* const name : {"aes-128-cbc", "aes-192-cbc", "aes-256-cbc", "des-ede3-cbc",
+                                 "camellia-256-cbc", "aes-128-gcm", "aes-256-gcm"}) {
+    const EVP_CIPHER* const cipher = EVP_get_cipherbyname(name);
+    for (const std::string& cms :
+         {encryptedBy(person, cipher, content), encryptedWhole(person, cipher, content),
+          encryptedBy(person, cipher, content, CMS_USE_KEYID)}) {
+      const DecryptResult result = decrypted(cms, person);
+      ASSERT_EQ(result.status, DecryptStatus::kOpened) << name;
+      EXPECT_TRUE(result.content->view() == content) << name;
+    }
+  }
+}
+
+TEST(Decryption, ReadsOaep) {
+  const Person& person = testing::person(Kind::kRsa);
+  const DecryptResult result =
+      decrypted(encryptedBy(person, EVP_aes_256_cbc(), "oaep", CMS_DEBUG_DECRYPT), person);
+  ASSERT_EQ(result.status, DecryptStatus::kOpened);
+  EXPECT_EQ(result.content->view(), "oaep");
+}
+
+// Beyond one section (256 KiB of Kuznyechik, 8 KiB of Magma) the key changes; the engine by itself
+// reads with smaller sections than it writes.
+TEST(Decryption, ReadsGostCiphersBeyondOneSection) {
+  for (const Kind kind : {Kind::kGost256, Kind::kGost512}) {
+    const Person& person = testing::person(kind);
+    for (const char* const name : {"gost89", "kuznyechik-ctr-acpkm", "kuznyechik-ctr-acpkm-omac",
+                                   "magma-ctr-acpkm", "magma-ctr-acpkm-omac"}) {
+      for (const std::size_t length :
+           {0, 1, 1000, 1024, 1025, 4096, 4097, 8192, 8193, 100'000, 262'144, 262'145, 1'000'000}) {
+        const std::string content = contentOfLength(length);
+        const std::string cms = encryptedWhole(person, EVP_get_cipherbyname(name), content);
+        const DecryptResult result = decrypted(cms, person);
+        ASSERT_EQ(result.status, DecryptStatus::kOpened) << name << " " << length;
+        EXPECT_TRUE(result.content->view() == content) << name << " " << length;
+      }
+    }
+  }
+}
+
+TEST(Decryption, GivesNothingOfContentThatWasTamperedWith) {
+  const std::string content = contentOfLength(5000);
+  const auto isRefused = [&](const Person& person, const char* name) {
+    std::string cms = encryptedWhole(person, EVP_get_cipherbyname(name), content);
+    EnvelopedOutline outline;
+    EXPECT_TRUE(readEnveloped(cms, outline));
+    const std::size_t at = static_cast<std::size_t>(outline.content[0].data() - cms.data()) + 100;
+    cms[at] = static_cast<char>(cms[at] ^ 1);
+    const DecryptResult result = decrypted(cms, person);
+    return result.status == DecryptStatus::kFailed && !result.content;
+  };
+  EXPECT_TRUE(isRefused(testing::person(Kind::kRsa), "aes-256-gcm"));
+  EXPECT_TRUE(isRefused(testing::person(Kind::kGost256), "kuznyechik-ctr-acpkm-omac"));
+  EXPECT_TRUE(isRefused(testing::person(Kind::kGost512), "magma-ctr-acpkm-omac"));
+}
+
+TEST(Decryption, TellsWhyItCannot) {
+  const Person& person = testing::person(Kind::kRsa);
+  const std::string cms = encrypted("secret", {&person});
+  EXPECT_EQ(decrypted("", person).status, DecryptStatus::kMalformed);
+  EXPECT_EQ(decrypted("not at all", person).status, DecryptStatus::kMalformed);
+  EXPECT_EQ(decrypted(std::string_view(cms).substr(0, cms.size() - 1), person).status,
+            DecryptStatus::kMalformed);
+  EXPECT_EQ(decrypt(testing::blockOf(cms), {}).status, DecryptStatus::kNoKey);
+
+  std::string unknown = cms;
+  const std::string aes("\x60\x86\x48\x01\x65\x03\x04\x01\x2A");
+  unknown[unknown.rfind(aes) + aes.size() - 1] = 0x63;
+  EXPECT_EQ(decrypted(unknown, person).status, DecryptStatus::kUnsupportedAlgorithm);
+
+  std::string broken = cms;
+  broken[broken.size() - 1] = static_cast<char>(broken.back() ^ 0x55);
+  EXPECT_EQ(decrypted(broken, person).status, DecryptStatus::kFailed);
+}
+
+TEST(Decryption, RefusesRecipientsThatAreNotPeople) {
+  const CmsHandle cms(
+      CMS_encrypt(nullptr, nullptr, EVP_aes_256_cbc(), CMS_BINARY | CMS_PARTIAL | CMS_STREAM));
+  unsigned char password[] = "password";
+  CMS_add0_recipient_password(cms.get(), -1, NID_undef, NID_undef,
+                              static_cast<unsigned char*>(OPENSSL_memdup(password, 8)), 8, nullptr);
+  const BioHandle in(BIO_new_mem_buf("secret", 6));
+  CMS_final(cms.get(), in.get(), nullptr, CMS_BINARY);
+  const BioHandle out(BIO_new(BIO_s_mem()));
+  i2d_CMS_bio(out.get(), cms.get());
+  char* bytes = nullptr;
+  const long length = BIO_get_mem_data(out.get(), &bytes);
+  EXPECT_EQ(
+      decrypted({bytes, static_cast<std::size_t>(length)}, testing::person(Kind::kRsa)).status,
+      DecryptStatus::kUnsupportedRecipient);
+}
+
+// The same certificate named twice, the first time with a key that is not the content's.
+TEST(Decryption, GoesOnToTheNextRecipientThatFits) {
+  const Person& person = testing::person(Kind::kRsa);
+  const std::string cms = encrypted("secret", {&person});
+  EnvelopedOutline outline;
+  ASSERT_TRUE(readEnveloped(cms, outline));
+  std::string wrong(outline.recipients[0].whole);
+  wrong.back() = static_cast<char>(wrong.back() ^ 1);
+  const std::string other = encrypted("different", {&person});
+  EnvelopedOutline otherOutline;
+  ASSERT_TRUE(readEnveloped(other, otherOutline));
+
+  for (const std::string& first : {wrong, std::string(otherOutline.recipients[0].whole)}) {
+    const std::string recipients =
+        derWrap(kDerSet, first + std::string(outline.recipients[0].whole));
+    const std::string content = derWrap(
+        kDerSequence, std::string(outline.contentType) + std::string(outline.algorithmValue) +
+                          derWrap(derContext(0, false), outline.content[0]));
+    const std::string both = derWrap(
+        kDerSequence,
+        derWrap(kDerObjectIdentifier, "\x2A\x86\x48\x86\xF7\x0D\x01\x07\x03") +
+            derWrap(derContext(0, true),
+                    derWrap(kDerSequence, std::string(outline.version) + recipients + content)));
+    const DecryptResult result = decrypted(both, person);
+    ASSERT_EQ(result.status, DecryptStatus::kOpened);
+    EXPECT_EQ(result.content->view(), "secret");
+  }
+}
+
+// Parameters of GOST 28147-89 that do not decode make the engine read through a null pointer, for
+// recipients of every kind of key.
+TEST(Decryption, LivesThroughGostParametersThatAreNone) {
+  for (const Kind kind : {Kind::kRsa, Kind::kGost256}) {
+    const Person& person = testing::person(kind);
+    const std::string cms = encrypted("secret", {&person, &testing::person(Kind::kGost256)});
+    EnvelopedOutline outline;
+    ASSERT_TRUE(readEnveloped(cms, outline));
+    const std::string good(outline.algorithm.parameters);
+    const std::size_t at = cms.find(good);
+    // The object identifier's tag, then the octet string's, then the sequence's.
+    for (const std::size_t tag : {std::size_t{12}, std::size_t{2}, std::size_t{0}}) {
+      std::string hostile = cms;
+      hostile[at + tag] = 0x05;
+      EXPECT_EQ(decrypted(hostile, person).status, DecryptStatus::kMalformed) << tag;
+    }
+  }
+}
+
+TEST(Decryption, RefusesGostKeyAgreement) {
+  const Person& ec = testing::person(Kind::kEc);
+  const Person& gost = testing::person(Kind::kGost256);
+  std::string cms = encrypted("secret", {&ec});
+  // The agreement's algorithm becomes one of the GOST arc of the same length.
+  const std::string agreement("\x06\x06\x2B\x81\x04\x01\x0B\x01");
+  const std::size_t at = cms.find(agreement);
+  ASSERT_NE(at, std::string::npos);
+  cms.replace(at, agreement.size(), "\x06\x06\x2A\x85\x03\x02\x02\x60");
+  EXPECT_EQ(decrypted(cms, ec).status, DecryptStatus::kUnsupportedRecipient);
+  EXPECT_EQ(decrypted(cms, gost).status, DecryptStatus::kUnsupportedRecipient);
+}
+
+TEST(Decryption, HasATextForEachOutcome) {
+  EXPECT_STREQ(decryptStatusText(DecryptStatus::kOpened), "");
+  EXPECT_STREQ(decryptStatusText(DecryptStatus::kSwitchedOff), "Decryption is switched off");
+  EXPECT_STREQ(decryptStatusText(DecryptStatus::kNoKey),
+               "No private key found for any recipient of this message");
+  EXPECT_STREQ(decryptStatusText(DecryptStatus::kKeyNotOpened), "The private key cannot be opened");
+  EXPECT_STREQ(decryptStatusText(DecryptStatus::kNoGost), "GOST cryptography is not available");
+  EXPECT_STREQ(decryptStatusText(DecryptStatus::kUnsupportedRecipient),
+               "Unsupported recipient type");
+  EXPECT_STREQ(decryptStatusText(DecryptStatus::kUnsupportedAlgorithm),
+               "Unsupported encryption algorithm OID");
+  EXPECT_STREQ(decryptStatusText(DecryptStatus::kMalformed), "The encrypted data is malformed");
+  EXPECT_STREQ(decryptStatusText(DecryptStatus::kFailed), "Decryption failed");
+}
+
+}  // namespace
+}  // namespace brennox::crypto
