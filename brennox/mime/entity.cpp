@@ -9,11 +9,8 @@
 #include <functional>
 #include <string>
 
+#include "mime/find3.h"
 #include "text/ascii.h"
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
 
 namespace brennox::mime {
 namespace {
@@ -35,44 +32,6 @@ using text::isSpace;
 // ftext of RFC 5322 section 3.6.8.
 bool isFieldNameChar(char c) {
   return c > 32 && c < 127 && c != ':';
-}
-
-// The first "\n--" in [at, end), or null.
-const char* findDelimiter(const char* at, const char* end) {
-#if defined(__SSE2__)
-  const __m128i newline = _mm_set1_epi8('\n');
-  const __m128i dash = _mm_set1_epi8('-');
-  const auto load = [](const char* p) {
-    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-  };
-  while (end - at >= 34) {
-    // Two steps at once: most find nothing.
-    const __m128i first = _mm_and_si128(
-        _mm_cmpeq_epi8(load(at), newline),
-        _mm_and_si128(_mm_cmpeq_epi8(load(at + 1), dash), _mm_cmpeq_epi8(load(at + 2), dash)));
-    const __m128i second = _mm_and_si128(
-        _mm_cmpeq_epi8(load(at + 16), newline),
-        _mm_and_si128(_mm_cmpeq_epi8(load(at + 17), dash), _mm_cmpeq_epi8(load(at + 18), dash)));
-    const unsigned int hits = static_cast<unsigned int>(_mm_movemask_epi8(first)) |
-                              static_cast<unsigned int>(_mm_movemask_epi8(second)) << 16;
-    if (hits != 0) {
-      return at + __builtin_ctz(hits);
-    }
-    at += 32;
-  }
-#endif
-  while (end - at >= 3) {
-    const void* const hit = std::memchr(at, '\n', static_cast<std::size_t>(end - at) - 2);
-    if (hit == nullptr) {
-      return nullptr;
-    }
-    at = static_cast<const char*>(hit);
-    if (at[1] == '-' && at[2] == '-') {
-      return at;
-    }
-    ++at;
-  }
-  return nullptr;
 }
 
 void skipSpaceAndComments(std::string_view& text) {
@@ -593,7 +552,7 @@ class Scan {
     while (!boundaries_.empty()) {
       // The line end before the cursor belongs to a boundary that stands there.
       const char* const from = at_ > base_ && at_[-1] == '\n' ? at_ - 1 : at_;
-      const char* const delimiter = findDelimiter(from, end_);
+      const char* const delimiter = find3(from, end_, '\n', '-', '-');
       if (delimiter == nullptr) {
         return false;
       }
