@@ -1,0 +1,418 @@
+// Conversion over the system's converters, with fast paths: UTF-8 is validated and copied, charsets
+// of one byte a character go through a table that is made once from the converter.
+#include "text/charset.h"
+
+#include <unicode/ucnv.h>
+#include <unicode/ustring.h>
+
+#include <array>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "text/ascii.h"
+#include "text/charset_names.h"
+#include "text/utf8.h"
+
+namespace brennox::text {
+namespace {
+
+// What a process remembers of names seen; a hostile sender must not grow it.
+constexpr std::size_t kMaxRememberedNames = 512;
+// Converters that a thread keeps open.
+constexpr std::size_t kMaxOpenConverters = 8;
+// Input that is converted in one step on the stack.
+constexpr std::size_t kChunk = 4096;
+
+// UTF-8 of each byte of a one-byte charset, ready to be stored as four bytes.
+struct ByteTable {
+  std::array<std::array<char, 4>, 256> text{};
+  std::array<std::uint8_t, 256> length{};
+  bool extendsAscii = true;
+};
+
+struct Codec {
+  CharsetKind kind = CharsetKind::kUnknown;
+  std::string converter;
+  std::unique_ptr<ByteTable> table;
+  // Bytes below 0x80 are ASCII wherever they stand at a character's start.
+  bool extendsAscii = false;
+};
+
+class Converter {
+ public:
+  explicit Converter(const char* name) {
+    UErrorCode error = U_ZERO_ERROR;
+    converter_ = ucnv_open(name, &error);
+    if (U_FAILURE(error) != 0) {
+      converter_ = nullptr;
+    }
+  }
+  Converter(Converter&& other) noexcept : converter_(std::exchange(other.converter_, nullptr)) {}
+  Converter& operator=(Converter&& other) noexcept {
+    std::swap(converter_, other.converter_);
+    return *this;
+  }
+  ~Converter() {
+    if (converter_ != nullptr) {
+      ucnv_close(converter_);
+    }
+  }
+  UConverter* get() const { return converter_; }
+
+ private:
+  UConverter* converter_ = nullptr;
+};
+
+// The thread's own converter, since a converter has a state. Null when there is none of that name.
+UConverter* threadConverter(const Codec& codec) {
+  struct Open {
+    const Codec* codec;
+    Converter converter;
+  };
+  thread_local std::vector<Open> open;
+  for (std::size_t i = 0; i < open.size(); ++i) {
+    if (open[i].codec == &codec) {
+      if (i > 0) {
+        std::swap(open[i], open[i - 1]);
+        i -= 1;
+      }
+      UConverter* const converter = open[i].converter.get();
+      if (converter != nullptr) {
+        ucnv_reset(converter);
+      }
+      return converter;
+    }
+  }
+  if (open.size() >= kMaxOpenConverters) {
+    open.pop_back();
+  }
+  open.push_back({&codec, Converter(codec.converter.c_str())});
+  return open.back().converter.get();
+}
+
+void appendUtf16(const UChar* text, std::size_t length, std::string& out) {
+  for (std::size_t i = 0; i < length; ++i) {
+    std::uint32_t c = text[i];
+    if (U16_IS_LEAD(c) && i + 1 < length && U16_IS_TRAIL(text[i + 1])) {
+      c = U16_GET_SUPPLEMENTARY(c, text[i + 1]);
+      ++i;
+    } else if (U16_IS_SURROGATE(c)) {
+      c = 0xFFFD;
+    }
+    appendCodePoint(c, out);
+  }
+}
+
+void convert(UConverter* converter, std::string_view bytes, std::string& out) {
+  // One unit is kept free: a surrogate pair that begins at the buffer's end is carried over.
+  UChar buffer[kChunk];
+  UChar* const bufferEnd = buffer + kChunk;
+  const char* source = bytes.data();
+  const char* const sourceEnd = source + bytes.size();
+  std::size_t kept = 0;
+  for (;;) {
+    UErrorCode error = U_ZERO_ERROR;
+    UChar* target = buffer + kept;
+    ucnv_toUnicode(converter, &target, bufferEnd, &source, sourceEnd, nullptr, 1, &error);
+    auto length = static_cast<std::size_t>(target - buffer);
+    const bool more = error == U_BUFFER_OVERFLOW_ERROR;
+    kept = more && length > 0 && U16_IS_LEAD(buffer[length - 1]) ? 1 : 0;
+    appendUtf16(buffer, length - kept, out);
+    if (!more) {
+      return;
+    }
+    if (kept != 0) {
+      buffer[0] = buffer[length - 1];
+    }
+  }
+}
+
+std::unique_ptr<ByteTable> makeTable(UConverter* converter) {
+  auto table = std::make_unique<ByteTable>();
+  for (unsigned byte = 0; byte < 256; ++byte) {
+    const char text = static_cast<char>(byte);
+    std::string utf8;
+    ucnv_reset(converter);
+    convert(converter, {&text, 1}, utf8);
+    // No one-byte charset has characters beyond the basic plane.
+    if (utf8.empty() || utf8.size() > 3) {
+      utf8 = kReplacement;
+    }
+    // Controls that the charset leaves open stand for themselves, as they do on the web.
+    if (byte >= 0x80 && byte < 0xA0 && utf8 == kReplacement) {
+      utf8.clear();
+      appendCodePoint(byte, utf8);
+    }
+    utf8.copy(table->text[byte].data(), 4);
+    table->length[byte] = static_cast<std::uint8_t>(utf8.size());
+    if (byte < 0x80 && utf8 != std::string_view(&text, 1)) {
+      table->extendsAscii = false;
+    }
+  }
+  return table;
+}
+
+std::unique_ptr<Codec> makeCodec(std::string_view name) {
+  CharsetName resolved = resolveCharset(name);
+  auto codec = std::make_unique<Codec>();
+  codec->kind = resolved.kind;
+  codec->converter = std::move(resolved.converter);
+  codec->extendsAscii = codec->kind == CharsetKind::kUtf8 || codec->kind == CharsetKind::kAscii;
+  if (codec->kind != CharsetKind::kConverter) {
+    return codec;
+  }
+  const Converter converter(codec->converter.c_str());
+  if (converter.get() == nullptr) {
+    codec->kind = CharsetKind::kUnknown;
+    return codec;
+  }
+  switch (ucnv_getType(converter.get())) {
+    case UCNV_UTF8:
+      codec->kind = CharsetKind::kUtf8;
+      codec->extendsAscii = true;
+      break;
+    case UCNV_US_ASCII:
+      codec->kind = CharsetKind::kAscii;
+      codec->extendsAscii = true;
+      break;
+    case UCNV_SBCS:
+    case UCNV_LATIN_1:
+      codec->table = makeTable(converter.get());
+      codec->extendsAscii = codec->table->extendsAscii;
+      break;
+    case UCNV_MBCS: {
+      std::string letters;
+      convert(converter.get(), "Az09~", letters);
+      codec->extendsAscii = letters == "Az09~";
+      break;
+    }
+    default:
+      break;
+  }
+  return codec;
+}
+
+// The codec of a name, made once. Codecs live as long as the process.
+const Codec& codecFor(std::string_view name) {
+  static const Codec unknown;
+  static std::mutex* const lock = new std::mutex;
+  static auto* const codecs = new std::unordered_map<std::string, const Codec*>;
+  struct Last {
+    std::string name;
+    const Codec* codec = nullptr;
+  };
+  thread_local Last last;
+  if (last.codec != nullptr && last.name == name) {
+    return *last.codec;
+  }
+  if (name.empty() || name.size() > kMaxCharsetName) {
+    return unknown;
+  }
+  std::string key(name);
+  const std::lock_guard<std::mutex> guard(*lock);
+  const auto found = codecs->find(key);
+  if (found != codecs->end()) {
+    last.codec = found->second;
+  } else {
+    if (codecs->size() >= kMaxRememberedNames) {
+      // A few hundred spellings have been seen: the usual ones are among them.
+      return unknown;
+    }
+    last.codec = makeCodec(name).release();
+    codecs->emplace(key, last.codec);
+  }
+  last.name = std::move(key);
+  return *last.codec;
+}
+
+void appendByTable(const ByteTable& table, std::string_view bytes, std::string& out) {
+  out.reserve(out.size() + bytes.size() + bytes.size() / 2);
+  const char* p = bytes.data();
+  const char* const end = p + bytes.size();
+  char buffer[kChunk];
+  // Each round takes so much that the longest text of it and one store's overhang fit.
+  constexpr std::ptrdiff_t kRound = static_cast<std::ptrdiff_t>(kChunk / 3) - 8;
+  while (p != end) {
+    const char* const stop = end - p > kRound ? p + kRound : end;
+    char* to = buffer;
+    while (p != stop) {
+      if (table.extendsAscii && stop - p >= 8) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, p, sizeof word);
+        if ((word & 0x8080808080808080U) == 0) {
+          std::memcpy(to, &word, sizeof word);
+          p += 8;
+          to += 8;
+          continue;
+        }
+        for (int i = 0; i < 8; ++i) {
+          const auto byte = static_cast<unsigned char>(p[i]);
+          std::memcpy(to, table.text[byte].data(), 4);
+          to += table.length[byte];
+        }
+        p += 8;
+        continue;
+      }
+      const auto byte = static_cast<unsigned char>(*p++);
+      std::memcpy(to, table.text[byte].data(), 4);
+      to += table.length[byte];
+    }
+    out.append(buffer, static_cast<std::size_t>(to - buffer));
+  }
+}
+
+bool appendByCodec(const Codec& codec, std::string_view bytes, std::string& out) {
+  switch (codec.kind) {
+    case CharsetKind::kUnknown:
+      return false;
+    case CharsetKind::kUtf8:
+      appendRepairedUtf8(bytes, out);
+      return true;
+    case CharsetKind::kAscii:
+      if (isAscii(bytes)) {
+        out.append(bytes);
+        return true;
+      }
+      return appendByCodec(codecFor(detectCharset(bytes)), bytes, out);
+    case CharsetKind::kConverter:
+      break;
+  }
+  if (codec.extendsAscii && isAscii(bytes)) {
+    out.append(bytes);
+    return true;
+  }
+  if (codec.table != nullptr) {
+    appendByTable(*codec.table, bytes, out);
+    return true;
+  }
+  UConverter* const converter = threadConverter(codec);
+  if (converter == nullptr) {
+    return false;
+  }
+  convert(converter, bytes, out);
+  return true;
+}
+
+constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
+
+// No character of more than one byte is whole in it.
+bool hasNoMultiByteCharacter(std::string_view bytes) {
+  const char* p = bytes.data();
+  const char* const end = p + bytes.size();
+  for (;;) {
+    p = skipAscii(p, end);
+    if (p == end) {
+      return true;
+    }
+    const Utf8Step step = utf8Step(p, end);
+    if (step.valid) {
+      return false;
+    }
+    p += step.length;
+  }
+}
+
+}  // namespace
+
+bool isKnownCharset(std::string_view charset) {
+  return codecFor(charset).kind != CharsetKind::kUnknown;
+}
+
+bool appendInCharset(std::string_view bytes, std::string_view charset, std::string& out) {
+  return appendByCodec(codecFor(charset), bytes, out);
+}
+
+std::string decodeText(std::string_view bytes, std::string_view charset) {
+  std::string text;
+  const Codec* codec = &codecFor(charset);
+  if (bytes.substr(0, kUtf8Mark.size()) == kUtf8Mark && isValidUtf8(bytes)) {
+    text.assign(bytes.substr(kUtf8Mark.size()));
+    return text;
+  }
+  if (codec->extendsAscii && codec->kind != CharsetKind::kAscii) {
+    if (codec->kind == CharsetKind::kUtf8) {
+      if (isValidUtf8(bytes)) {
+        text.assign(bytes);
+        return text;
+      }
+      if (hasNoMultiByteCharacter(bytes)) {
+        codec = &codecFor(detectCharset(bytes));
+      }
+    } else if (codec->table != nullptr && !isAscii(bytes) && isValidUtf8(bytes)) {
+      // The letters of no language come in the order of UTF-8's bytes: the charset is a wrong
+      // label.
+      text.assign(bytes);
+      return text;
+    }
+  }
+  if (codec->kind == CharsetKind::kUnknown || codec->kind == CharsetKind::kAscii) {
+    codec = &codecFor(detectCharset(bytes));
+  }
+  if (!appendByCodec(*codec, bytes, text)) {
+    appendInCharset(bytes, "windows-1252", text);
+  }
+  if (codec->table == nullptr && codec->kind == CharsetKind::kConverter && codec->extendsAscii &&
+      isValidUtf8(bytes) && text.find(kReplacement) != std::string::npos) {
+    text.assign(bytes);
+  }
+  if (std::string_view(text).substr(0, kUtf8Mark.size()) == kUtf8Mark) {
+    text.erase(0, kUtf8Mark.size());
+  }
+  return text;
+}
+
+bool appendEncoded(std::string_view utf8, std::string_view charset, std::string& out) {
+  const Codec& codec = codecFor(charset);
+  if (codec.kind == CharsetKind::kUnknown) {
+    return false;
+  }
+  if (codec.extendsAscii && isAscii(utf8)) {
+    out.append(utf8);
+    return true;
+  }
+  if (codec.kind == CharsetKind::kAscii) {
+    return false;
+  }
+  if (codec.kind == CharsetKind::kUtf8) {
+    appendRepairedUtf8(utf8, out);
+    return true;
+  }
+  UConverter* const converter = threadConverter(codec);
+  if (converter == nullptr) {
+    return false;
+  }
+  std::string repaired;
+  appendRepairedUtf8(utf8, repaired);
+  std::vector<UChar> text(repaired.size() + 1);
+  int32_t length = 0;
+  UErrorCode error = U_ZERO_ERROR;
+  u_strFromUTF8(text.data(), static_cast<int32_t>(text.size()), &length, repaired.data(),
+                static_cast<int32_t>(repaired.size()), &error);
+  if (U_FAILURE(error) != 0) {
+    return false;
+  }
+  ucnv_setFromUCallBack(converter, UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error);
+  const UChar* source = text.data();
+  const UChar* const sourceEnd = source + length;
+  std::string encoded;
+  char buffer[kChunk];
+  for (;;) {
+    error = U_ZERO_ERROR;
+    char* target = buffer;
+    ucnv_fromUnicode(converter, &target, buffer + kChunk, &source, sourceEnd, nullptr, 1, &error);
+    encoded.append(buffer, static_cast<std::size_t>(target - buffer));
+    if (error != U_BUFFER_OVERFLOW_ERROR) {
+      break;
+    }
+  }
+  if (U_FAILURE(error) != 0) {
+    return false;
+  }
+  out += encoded;
+  return true;
+}
+
+}  // namespace brennox::text
