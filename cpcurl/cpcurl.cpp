@@ -78,10 +78,14 @@ int contextIndex() {
 // that after the handshake.
 void acknowledgeAtOnce(const SSL* ssl, int where, int /*value*/) {
 #ifdef TCP_QUICKACK
-  if (!(where & SSL_CB_HANDSHAKE_DONE)) return;
+  if (!(where & SSL_CB_HANDSHAKE_DONE)) {
+    return;
+  }
   const auto* handle =
       static_cast<const Easy*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(ssl), contextIndex()));
-  if (!handle || handle->socket == CURL_SOCKET_BAD) return;
+  if (!handle || handle->socket == CURL_SOCKET_BAD) {
+    return;
+  }
   const int on = 1;
   setsockopt(handle->socket, IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on);
 #else
@@ -95,10 +99,14 @@ CURLcode prepareContext(CURL* /*curl*/, void* context, void* user) {
   auto* const ssl = static_cast<SSL_CTX*>(context);
   if (handle->verifyPeer) {
     X509_STORE* const store = acquireTrustStore();
-    if (!store) return CURLE_SSL_CACERT_BADFILE;
+    if (!store) {
+      return CURLE_SSL_CACERT_BADFILE;
+    }
     SSL_CTX_set_cert_store(ssl, store);
   }
-  if (handle->strictGost && !narrowToStrictGost(ssl)) return CURLE_SSL_ENGINE_NOTFOUND;
+  if (handle->strictGost && !narrowToStrictGost(ssl)) {
+    return CURLE_SSL_ENGINE_NOTFOUND;
+  }
   if (SSL_CTX_set_ex_data(ssl, contextIndex(), handle) == 1) {
     SSL_CTX_set_info_callback(ssl, acknowledgeAtOnce);
   }
@@ -115,27 +123,44 @@ char lower(char c) {
 }
 
 bool startsWith(std::string_view text, std::string_view prefix) {
-  if (text.size() < prefix.size()) return false;
+  if (text.size() < prefix.size()) {
+    return false;
+  }
   for (std::size_t i = 0; i < prefix.size(); i++) {
-    if (lower(text[i]) != prefix[i]) return false;
+    if (lower(text[i]) != prefix[i]) {
+      return false;
+    }
   }
   return true;
+}
+
+// What a server says outside of a message is nobody's output; libcurl would print it.
+std::size_t discard(char* /*bytes*/, std::size_t size, std::size_t count, void* /*user*/) {
+  return size * count;
 }
 
 // TLS from the first byte, or no transfer without it.
 bool asksForTls(const Easy& handle) {
   for (const char* scheme : {"smtps://", "imaps://", "pop3s://"}) {
-    if (startsWith(handle.url, scheme)) return true;
+    if (startsWith(handle.url, scheme)) {
+      return true;
+    }
   }
-  if (handle.useSsl != CURLUSESSL_ALL) return false;
+  if (handle.useSsl != CURLUSESSL_ALL) {
+    return false;
+  }
   for (const char* scheme : {"smtp://", "imap://", "pop3://"}) {
-    if (startsWith(handle.url, scheme)) return true;
+    if (startsWith(handle.url, scheme)) {
+      return true;
+    }
   }
   return false;
 }
 
 CURLcode applyStrictGost(Easy& handle) {
-  if (!strictGostAvailable() || !asksForTls(handle)) return CURLE_SSL_ENGINE_NOTFOUND;
+  if (!strictGostAvailable() || !asksForTls(handle)) {
+    return CURLE_SSL_ENGINE_NOTFOUND;
+  }
   const bool set =
       curl_easy_setopt(handle.curl, CURLOPT_SSL_CIPHER_LIST, kStrictGostSuites) == CURLE_OK &&
       curl_easy_setopt(handle.curl, CURLOPT_SSLVERSION, kOnlyTls12) == CURLE_OK;
@@ -156,9 +181,13 @@ CURLcode applyLogin(Easy& handle, bool hasBearer) {
   } else if (!hasBearer && nobody) {
     // Two empty ones would be tried as an empty identity.
     result = setText(handle.curl, CURLOPT_USERNAME, nullptr);
-    if (result == CURLE_OK) result = setText(handle.curl, CURLOPT_PASSWORD, nullptr);
+    if (result == CURLE_OK) {
+      result = setText(handle.curl, CURLOPT_PASSWORD, nullptr);
+    }
   }
-  if (result != CURLE_OK) return result;
+  if (result != CURLE_OK) {
+    return result;
+  }
   return setText(handle.curl, CURLOPT_LOGIN_OPTIONS,
                  hasBearer ? kBearerMechanisms : kUsualMechanisms);
 }
@@ -166,11 +195,15 @@ CURLcode applyLogin(Easy& handle, bool hasBearer) {
 // Notes whether a login command goes out: when the login is denied without one, the server offers
 // none of the mechanisms that were asked for.
 int watchCommands(CURL* /*curl*/, curl_infotype kind, char* bytes, std::size_t length, void* user) {
-  if (kind != CURLINFO_HEADER_OUT) return 0;
+  if (kind != CURLINFO_HEADER_OUT) {
+    return 0;
+  }
   const std::string_view line(bytes, length);
   const bool login = line.starts_with("AUTH ") || line.find(" AUTHENTICATE ") != line.npos ||
                      line.find(" LOGIN ") != line.npos;
-  if (login) static_cast<Easy*>(user)->loginTried = true;
+  if (login) {
+    static_cast<Easy*>(user)->loginTried = true;
+  }
   return 0;
 }
 
@@ -184,9 +217,13 @@ void watchLogin(Easy& handle) {
 }  // namespace
 
 Easy* easy_init() {
-  if (!startCurl()) return nullptr;
+  if (!startCurl()) {
+    return nullptr;
+  }
   CURL* const curl = curl_easy_init();
-  if (!curl) return nullptr;
+  if (!curl) {
+    return nullptr;
+  }
   auto* const handle = new Easy(curl);
   curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(curl, CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
@@ -194,6 +231,7 @@ Easy* easy_init() {
   curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, kProtocols);
   curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "");
   curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 0L);
+  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, discard);
   curl_easy_setopt(curl, CURLOPT_SOCKOPTFUNCTION, rememberSocket);
   curl_easy_setopt(curl, CURLOPT_SOCKOPTDATA, handle);
   if (curl_easy_setopt(curl, CURLOPT_SSL_CTX_FUNCTION, prepareContext) == CURLE_OK) {
@@ -224,7 +262,9 @@ CURLcode setNumber(Easy* handle, int option, curl_off_t value) {
       break;
   }
   const auto known = static_cast<CURLoption>(option);
-  if (option >= CURLOPTTYPE_OFF_T) return curl_easy_setopt(handle->curl, known, value);
+  if (option >= CURLOPTTYPE_OFF_T) {
+    return curl_easy_setopt(handle->curl, known, value);
+  }
   return curl_easy_setopt(handle->curl, known, static_cast<long>(value));
 }
 
@@ -282,21 +322,31 @@ CURLcode setFunction(Easy* handle, int option, void (*value)()) {
 }
 
 CURLcode easy_perform(Easy* handle) {
-  if (handle->refused) return CURLE_BAD_FUNCTION_ARGUMENT;
+  if (handle->refused) {
+    return CURLE_BAD_FUNCTION_ARGUMENT;
+  }
   if (handle->strictGost) {
     const CURLcode result = applyStrictGost(*handle);
-    if (result != CURLE_OK) return result;
+    if (result != CURLE_OK) {
+      return result;
+    }
   }
   const bool hasBearer = !handle->bearer.empty();
   CURLcode result = applyLogin(*handle, hasBearer);
-  if (result != CURLE_OK) return result;
+  if (result != CURLE_OK) {
+    return result;
+  }
   const bool mayTryAgain = !hasBearer && handle->username && !handle->username->empty();
-  if (mayTryAgain) watchLogin(*handle);
+  if (mayTryAgain) {
+    watchLogin(*handle);
+  }
   result = curl_easy_perform(handle->curl);
   if (result == CURLE_LOGIN_DENIED && mayTryAgain && !handle->loginTried) {
     // None of the usual ones: whatever libcurl knows. No byte of the message has been read yet.
     result = setText(handle->curl, CURLOPT_LOGIN_OPTIONS, kAnyMechanism);
-    if (result == CURLE_OK) result = curl_easy_perform(handle->curl);
+    if (result == CURLE_OK) {
+      result = curl_easy_perform(handle->curl);
+    }
   }
   return result;
 }
@@ -311,6 +361,10 @@ CURLcode easy_recv(Easy* handle, void* buffer, std::size_t length, std::size_t* 
 
 CURLcode easy_getinfo(Easy* handle, CURLINFO info, void* value) {
   return curl_easy_getinfo(handle->curl, info, value);
+}
+
+const char* urlOf(const Easy* handle) {
+  return handle->url.c_str();
 }
 
 curl_slist* slist_append(curl_slist* list, const char* text) {

@@ -43,7 +43,9 @@ std::string folderOfThisOpenSSL() {
   const std::string_view text = OpenSSL_version(OPENSSL_ENGINES_DIR);
   const std::size_t first = text.find('"');
   const std::size_t last = text.rfind('"');
-  if (first == std::string_view::npos || last <= first) return {};
+  if (first == std::string_view::npos || last <= first) {
+    return {};
+  }
   return std::string(text.substr(first + 1, last - first - 1));
 }
 
@@ -52,16 +54,22 @@ std::string folderOfThisOpenSSL() {
 std::string folderOfSystemOpenSSL(void* libcrypto) {
   Dl_info info;
   void* symbol = libcrypto ? dlsym(libcrypto, "OPENSSL_init_crypto") : nullptr;
-  if (!symbol || dladdr(symbol, &info) == 0 || !info.dli_fname) return {};
+  if (!symbol || dladdr(symbol, &info) == 0 || !info.dli_fname) {
+    return {};
+  }
   const std::string_view file = info.dli_fname;
   const std::size_t slash = file.rfind('/');
-  if (slash == std::string_view::npos) return {};
+  if (slash == std::string_view::npos) {
+    return {};
+  }
   return std::string(file.substr(0, slash)) + "/engines-3";
 }
 
 // True when our OpenSSL is the system's, although the program brings another one.
 bool isDeepBound(void* libcrypto) {
-  if (!libcrypto) return false;
+  if (!libcrypto) {
+    return false;
+  }
   void* const ours = reinterpret_cast<void*>(&ENGINE_by_id);
   void* const systems = dlsym(libcrypto, "ENGINE_by_id");
   // Not RTLD_DEFAULT: from deep-bound code that finds our own first.
@@ -72,7 +80,9 @@ bool isDeepBound(void* libcrypto) {
 
 bool makeDefault(const std::string& file) {
   ENGINE* loader = ENGINE_by_id("dynamic");
-  if (!loader) return false;
+  if (!loader) {
+    return false;
+  }
   // LIST_ADD 1: known to everybody who asks for "gost" by its name later.
   const bool loaded = ENGINE_ctrl_cmd_string(loader, "SO_PATH", file.c_str(), 0) == 1 &&
                       ENGINE_ctrl_cmd_string(loader, "ID", "gost", 0) == 1 &&
@@ -80,7 +90,9 @@ bool makeDefault(const std::string& file) {
                       ENGINE_ctrl_cmd_string(loader, "LOAD", nullptr, 0) == 1;
   const bool usable = loaded && ENGINE_init(loader) == 1;
   const bool isDefault = usable && ENGINE_set_default(loader, ENGINE_METHOD_ALL) == 1;
-  if (usable && !isDefault) ENGINE_finish(loader);
+  if (usable && !isDefault) {
+    ENGINE_finish(loader);
+  }
   // The functional reference stays for good when it is the default.
   ENGINE_free(loader);
   return isDefault;
@@ -93,10 +105,14 @@ bool load() {
   const bool deep = kDeepBindingWorks && isDeepBound(libcrypto);
   bool loaded = false;
   for (const std::string& folder : {folderOfThisOpenSSL(), folderOfSystemOpenSSL(libcrypto)}) {
-    if (folder.empty()) continue;
+    if (folder.empty()) {
+      continue;
+    }
     const std::string file = folder + kEngineFile;
     // Never closed: OpenSSL keeps pointers into it.
-    if (!dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | (deep ? RTLD_DEEPBIND : 0))) continue;
+    if (!dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | (deep ? RTLD_DEEPBIND : 0))) {
+      continue;
+    }
     loaded = makeDefault(file);
     break;
   }

@@ -20,7 +20,9 @@ bool isAllowed(std::string_view suite) {
   std::string_view rest = kStrictGostSuites;
   while (!rest.empty()) {
     const std::size_t end = rest.find(':');
-    if (rest.substr(0, end) == suite) return true;
+    if (rest.substr(0, end) == suite) {
+      return true;
+    }
     rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
   }
   return false;
@@ -52,7 +54,9 @@ bool narrowToStrictGost(SSL_CTX* context) noexcept {
 }
 
 bool strictGostAvailable() noexcept {
-  if (!loadGostEngine() || !curlUsesOpenSSL()) return false;
+  if (!loadGostEngine() || !curlUsesOpenSSL()) {
+    return false;
+  }
   // OpenSSL accepts the names of suites whose algorithms it lacks, and leaves those suites out.
   SSL_CTX* const context = SSL_CTX_new(TLS_client_method());
   const bool available = context && narrowToStrictGost(context);

@@ -44,7 +44,9 @@ struct Shared {
 
 X509_STORE* readBundle(const char* file, const char* folder) {
   X509_STORE* store = X509_STORE_new();
-  if (!store) return nullptr;
+  if (!store) {
+    return nullptr;
+  }
   ERR_set_mark();
   const bool fileRead = file && X509_STORE_load_file(store, file) == 1;
   // The folder is only looked into when a certificate is asked for.
@@ -74,7 +76,9 @@ X509_STORE* acquireTrustStore() noexcept {
     shared->store = fresh;
     shared->mark = mark;
   }
-  if (!shared->store) return nullptr;
+  if (!shared->store) {
+    return nullptr;
+  }
   X509_STORE_up_ref(shared->store);
   return shared->store;
 }

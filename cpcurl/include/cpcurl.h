@@ -15,6 +15,8 @@
 // - Certificates are checked as libcurl does, against the same bundle, which is read once for all
 // handles and
 //   again when the file changes.
+// - What the server sends is dropped unless a CURLOPT_WRITEFUNCTION is set; nothing is ever
+// printed.
 // - A string option with a line break is refused, and so is the transfer then.
 #pragma once
 
@@ -64,6 +66,9 @@ CURLcode easy_send(Easy* handle, const void* bytes, std::size_t length, std::siz
 CURLcode easy_recv(Easy* handle, void* buffer, std::size_t length, std::size_t* received);
 
 CURLcode easy_getinfo(Easy* handle, CURLINFO info, void* value);
+
+// The URL that has been set, for tests and logs; "" before.
+const char* urlOf(const Easy* handle);
 
 curl_slist* slist_append(curl_slist* list, const char* text);
 void slist_free_all(curl_slist* list);

@@ -1,0 +1,247 @@
+#include "imap/CurlAppend.h"
+
+#include <brennox/AutoreleasePool.h>
+#include <brennox/Data.h>
+#include <brennox/IMAPSession.h>
+#include <brennox/String.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+#include "support/LineServer.h"
+
+namespace velkor {
+namespace {
+
+using brennox::ErrorCode;
+using brennox::String;
+
+// The library's session without a connection: selecting succeeds or fails as it is told.
+class FakeSession : public brennox::IMAPSession {
+ public:
+  void selectIfNeeded(String* folder, ErrorCode* error) override {
+    selected.emplace_back(folder->view());
+    *error = selectError;
+  }
+  std::uint32_t uidNext() override { return 4294967295U; }
+
+  ErrorCode selectError = brennox::ErrorNone;
+  std::vector<std::string> selected;
+};
+
+// An IMAP server that takes one literal, whatever the folder.
+void TakeAppend(LineServer::Connection& client) {
+  client.send("* OK [CAPABILITY IMAP4rev1 AUTH=PLAIN AUTH=XOAUTH2 SASL-IR] ready\r\n");
+  std::string line;
+  while (client.readLine(line)) {
+    const std::string tag = line.substr(0, line.find(' '));
+    const std::size_t brace = line.find('{');
+    if (line.find("CAPABILITY") != line.npos) {
+      client.send("* CAPABILITY IMAP4rev1 AUTH=PLAIN AUTH=XOAUTH2 SASL-IR\r\n");
+    } else if (brace != line.npos) {
+      client.send("+ go on\r\n");
+      std::string literal;
+      if (!client.readBytes(static_cast<std::size_t>(std::stoul(line.substr(brace + 1))),
+                            literal)) {
+        return;
+      }
+      client.readLine(line);
+    }
+    client.send(tag + " OK done\r\n");
+  }
+}
+
+class CurlAppendTest : public testing::Test {
+ protected:
+  CurlAppendTest() {
+    session->setUsername(String::stringWithUTF8Characters("user"));
+    session->setPassword(String::stringWithUTF8Characters("secret"));
+    session->setConnectionType(brennox::ConnectionTypeClear);
+    session->setTimeout(1);
+  }
+
+  void Use(const LineServer& server) {
+    session->setHostname(String::stringWithUTF8Characters("127.0.0.1"));
+    session->setPort(static_cast<unsigned int>(server.port()));
+  }
+
+  ErrorCode Append(const std::string& folder) {
+    const std::string_view text = "Subject: x\r\n\r\nbody\r\n";
+    brennox::Data message(text.data(), text.size());
+    return CurlAppend(*session, folder, message, 5, &uid);
+  }
+
+  brennox::AutoreleasePool pool;
+  brennox::Ref<FakeSession> session = brennox::make<FakeSession>();
+  std::uint32_t uid = 0;
+};
+
+TEST(FolderName, IsPercentEncodedByteByByte) {
+  const struct {
+    const char* name;
+    const char* encoded;
+  } rows[] = {
+      {"Sent Items", "Sent%20Items"},      {"&BB4EQgQ,-/Az09", "&BB4EQgQ%2C-/Az09"},
+      {"\xD0\x9E", "%FFFFFFD0%FFFFFF9E"},  {"a.b_c~", "a%2Eb%5Fc%7E"},
+      {"\x7F\x80\x01", "%7F%FFFFFF80%01"}, {"", ""},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(EncodedFolderName(row.name), row.encoded);
+  }
+}
+
+TEST_F(CurlAppendTest, UploadsAndReportsTheNextUid) {
+  const LineServer server(TakeAppend);
+  Use(server);
+  EXPECT_EQ(Append("Sent Items"), brennox::ErrorNone);
+  EXPECT_EQ(uid, 4294967295U);
+  EXPECT_TRUE(server.saw("APPEND \"Sent Items\"") || server.saw("APPEND Sent Items"))
+      << server.lines().back();
+  EXPECT_TRUE(server.saw("AUTHENTICATE PLAIN AHVzZXIAc2VjcmV0"));
+  EXPECT_EQ(session->selected, std::vector<std::string>{"Sent Items"});
+}
+
+TEST_F(CurlAppendTest, ARefusedSelectIsTheResult) {
+  const LineServer server(TakeAppend);
+  Use(server);
+  session->selectError = brennox::ErrorFolderNotFound;
+  uid = 77;
+  EXPECT_EQ(Append("Nowhere"), brennox::ErrorFolderNotFound);
+  EXPECT_EQ(uid, 77U);
+  EXPECT_EQ(server.connections(), 0);
+}
+
+TEST_F(CurlAppendTest, AMissingHostNameIsThrown) {
+  for (const char* name : {static_cast<const char*>(nullptr), ""}) {
+    session->setHostname(name ? String::stringWithUTF8Characters(name) : nullptr);
+    try {
+      Append("INBOX");
+      FAIL();
+    } catch (const std::runtime_error& failure) {
+      EXPECT_STREQ(failure.what(), "Eror append message: hostname is not specified!");
+    }
+  }
+}
+
+TEST_F(CurlAppendTest, TimesOutThreeTimesAndGivesUp) {
+  const LineServer server([](LineServer::Connection& client) { client.staySilent(); });
+  Use(server);
+  EXPECT_EQ(Append("INBOX"), brennox::ErrorAppend);
+  EXPECT_EQ(server.connections(), 3);
+  EXPECT_EQ(session->selected.size(), 3U);
+}
+
+TEST_F(CurlAppendTest, AStalledUploadTimesOut) {
+  if (std::getenv("BRENNOX_SLOW_TESTS") == nullptr) {
+    GTEST_SKIP()
+        << "takes 10 s: curl looks at the speed of some seconds; set BRENNOX_SLOW_TESTS to run it";
+  }
+  // Never reads the literal that it asks for.
+  std::atomic<bool> over = false;
+  const LineServer server([&over](LineServer::Connection& client) {
+    client.send("* PREAUTH [CAPABILITY IMAP4rev1] ready\r\n");
+    std::string line;
+    while (client.readLine(line)) {
+      const std::string tag = line.substr(0, line.find(' '));
+      if (line.find("APPEND") != line.npos) {
+        client.send("+ go on\r\n");
+        while (!over) {
+          std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        return;
+      }
+      client.send(tag + " OK done\r\n");
+    }
+  });
+  Use(server);
+  brennox::Data message(brennox::Block::allocate(std::size_t{16} << 20));
+  EXPECT_EQ(CurlAppend(*session, "INBOX", message, 0, &uid), brennox::ErrorAppend);
+  over = true;
+  // The later connections wait for the first; the selects count the attempts.
+  EXPECT_EQ(session->selected.size(), 3U);
+}
+
+TEST_F(CurlAppendTest, MapsRefusals) {
+  const struct {
+    const char* command;
+    ErrorCode error;
+  } rows[] = {{"APPEND", brennox::ErrorAppend}, {"AUTHENTICATE", brennox::ErrorAuthentication}};
+  for (const auto& row : rows) {
+    const LineServer server([&row](LineServer::Connection& client) {
+      client.send("* OK [CAPABILITY IMAP4rev1 AUTH=PLAIN SASL-IR] ready\r\n");
+      std::string line;
+      while (client.readLine(line)) {
+        const std::string tag = line.substr(0, line.find(' '));
+        if (line.find("CAPABILITY") != line.npos) {
+          client.send("* CAPABILITY IMAP4rev1 AUTH=PLAIN SASL-IR\r\n");
+        }
+        client.send(tag +
+                    (line.find(row.command) != line.npos ? " NO refused\r\n" : " OK done\r\n"));
+      }
+    });
+    Use(server);
+    EXPECT_EQ(Append("INBOX"), row.error) << row.command;
+  }
+}
+
+TEST_F(CurlAppendTest, NobodyListeningIsAConnectionError) {
+  int port = 0;
+  {
+    const LineServer server(TakeAppend);
+    Use(server);
+    port = server.port();
+  }
+  ASSERT_NE(port, 0);
+  EXPECT_EQ(Append("INBOX"), brennox::ErrorConnection);
+}
+
+TEST_F(CurlAppendTest, TheTokenGoesWithNumber64Only) {
+  const LineServer server(TakeAppend);
+  Use(server);
+  session->setOAuth2Token(String::stringWithUTF8Characters("token"));
+  session->setAuthType(brennox::AuthTypeXOAuth2);
+  EXPECT_EQ(Append("INBOX"), brennox::ErrorNone);
+  EXPECT_FALSE(server.saw("XOAUTH2 "));
+  EXPECT_TRUE(server.saw("AUTHENTICATE PLAIN AHVzZXIAc2VjcmV0"));
+
+  session->setAuthType(brennox::AuthTypeSASLNTLM);
+  EXPECT_EQ(Append("INBOX"), brennox::ErrorNone);
+  EXPECT_TRUE(server.saw("AUTHENTICATE XOAUTH2 "));
+}
+
+TEST_F(CurlAppendTest, Number64WithoutATokenSendsNameAndPassword) {
+  const LineServer server(TakeAppend);
+  Use(server);
+  session->setAuthType(brennox::AuthTypeSASLNTLM);
+  session->setOAuth2Token(String::stringWithUTF8Characters(""));
+  EXPECT_EQ(Append("INBOX"), brennox::ErrorNone);
+  EXPECT_TRUE(server.saw("AUTHENTICATE PLAIN AHVzZXIAc2VjcmV0"));
+}
+
+TEST_F(CurlAppendTest, LineBreaksAreRefused) {
+  const LineServer server(TakeAppend);
+  Use(server);
+  EXPECT_EQ(Append("INBOX\r\na LOGOUT"), brennox::ErrorAppend);
+  EXPECT_EQ(Append(std::string("INBOX\0x", 7)), brennox::ErrorAppend);
+  session->setPassword(String::stringWithUTF8Characters("x\r\ny"));
+  EXPECT_EQ(Append("INBOX"), brennox::ErrorAppend);
+  EXPECT_TRUE(session->selected.empty());
+  EXPECT_EQ(server.connections(), 0);
+}
+
+TEST_F(CurlAppendTest, StrictGostWithoutTlsDoesNotConnect) {
+  const LineServer server(TakeAppend);
+  Use(server);
+  session->setStrictGost(true);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(Append("INBOX"), brennox::ErrorConnection);
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("strict gost for append\n"),
+            std::string::npos);
+  EXPECT_EQ(server.connections(), 0);
+}
+
+}  // namespace
+}  // namespace velkor
