@@ -3,11 +3,21 @@
 #include <napi.h>
 
 #include "data/WData.h"
+#include "imap/WIMAPAsyncSession.h"
+#include "imap/WIMAPFetchFoldersOperation.h"
+#include "imap/WIMAPFolder.h"
+#include "imap/WIMAPFolderInfo.h"
+#include "imap/WIMAPFolderStatus.h"
+#include "imap/WIMAPMessage.h"
+#include "imap/WIMAPSession.h"
+#include "imap/WIMAPSyncResult.h"
 #include "main/ConstructorMap.h"
 #include "message/WAttachment.h"
 #include "message/WMessageBuilder.h"
 #include "message/WMessageHeader.h"
 #include "message/WMessageParser.h"
+#include "pop/WPOPMessageInfo.h"
+#include "pop/WPOPSession.h"
 
 namespace velkor {
 namespace {
@@ -26,10 +36,20 @@ void Export(Napi::Env env, Napi::Object exports) {
 Napi::Object Init(Napi::Env env, Napi::Object exports) {
   // The order is part of the interface.
   Export<WData, Registry::kListed>(env, exports);
+  Export<WIMAPAsyncSession>(env, exports);
+  Export<WIMAPFetchFoldersOperation>(env, exports);
+  Export<WIMAPSession>(env, exports);
+  Export<WIMAPFolder, Registry::kListed>(env, exports);
+  Export<WIMAPFolderInfo>(env, exports);
+  Export<WIMAPFolderStatus, Registry::kListed>(env, exports);
+  Export<WIMAPMessage, Registry::kListed>(env, exports);
   Export<WMessageHeader, Registry::kListed>(env, exports);
   Export<WMessageParser>(env, exports);
   Export<WAttachment, Registry::kListed>(env, exports);
   Export<WMessageBuilder>(env, exports);
+  Export<WIMAPSyncResult, Registry::kListed>(env, exports);
+  Export<WPOPMessageInfo, Registry::kListed>(env, exports);
+  Export<WPOPSession>(env, exports);
   return exports;
 }
 

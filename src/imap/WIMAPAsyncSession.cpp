@@ -1,0 +1,67 @@
+#include "imap/WIMAPAsyncSession.h"
+
+#include <brennox/IMAPFetchMessagesOperation.h>
+#include <brennox/IndexSet.h>
+#include <brennox/RunLoop.h>
+#include <brennox/String.h>
+
+#include <chrono>
+
+#include "imap/TestIMAPCallback.h"
+#include "main/Kinds.h"
+
+namespace velkor {
+namespace {
+
+constexpr auto kRequestKind = static_cast<brennox::IMAPMessagesRequestKind>(
+    brennox::IMAPMessagesRequestKindFlags | brennox::IMAPMessagesRequestKindHeaders |
+    brennox::IMAPMessagesRequestKindStructure | brennox::IMAPMessagesRequestKindInternalDate |
+    brennox::IMAPMessagesRequestKindHeaderSubject);
+
+// How long the end of the operation can go unnoticed when its notification does not come.
+constexpr std::chrono::milliseconds kInterval{100};
+
+}  // namespace
+
+Napi::Function WIMAPAsyncSession::Define(Napi::Env env) {
+  using S = brennox::IMAPAsyncSession;
+  constexpr char kStringText[] = "Value must be string";
+  constexpr char kNumberText[] = "Value must be number";
+  constexpr char kBooleanText[] = "Value must be boolean";
+  const Members members = {
+      Property<Text, &S::hostname, &S::setHostname>("hostname", kStringText),
+      Property<UInt32, &S::port, &S::setPort>("port", kNumberText),
+      Property<Text, &S::username, &S::setUsername>("username", kStringText),
+      Property<Text, &S::password, &S::setPassword>("password", kStringText),
+      Property<Flag, &S::isCheckCertificateEnabled, &S::setCheckCertificateEnabled>(
+          "checkCertificateEnabled", kBooleanText),
+      Property<Text, &S::OAuth2Token, &S::setOAuth2Token>("OAuth2Token", kStringText),
+      Property<Enum<brennox::AuthType>, &S::authType, &S::setAuthType>("authType", kNumberText),
+      Property<Enum<brennox::ConnectionType>, &S::connectionType, &S::setConnectionType>(
+          "connectionType", kNumberText),
+      Property<Flag, &S::isStrictGost, &S::setStrictGost>("strictGost", kBooleanText),
+
+      Method<&WIMAPAsyncSession::FetchAllFolders>("fetchAllFolders"),
+  };
+  return DefineClass(env, kName, members);
+}
+
+// Fetches what the server knows about the messages of the inbox and logs how that goes. Turns this
+// thread's run loop, which delivers the notifications, until the fetch has ended one way or the
+// other.
+Napi::Value WIMAPAsyncSession::FetchAllFolders(const Napi::CallbackInfo& info) {
+  const auto callback = brennox::make<TestIMAPCallback>();
+  brennox::IndexSet* const everyUid =
+      brennox::IndexSet::indexSetWithRange(brennox::RangeMake(1, brennox::kRangeToTheEnd));
+  const brennox::Ref<brennox::IMAPFetchMessagesOperation> operation =
+      held()->fetchMessagesByUIDOperation(brennox::String::uniquedStringWithUTF8Characters("INBOX"),
+                                          kRequestKind, everyUid);
+  operation->setCallback(callback.get());
+  operation->setImapCallback(callback.get());
+  operation->start();
+  brennox::RunLoop::current()->runUntil([&operation] { return operation->isFinished(); },
+                                        kInterval);
+  return Int32::ToScript(info.Env(), 0);
+}
+
+}  // namespace velkor

@@ -1,0 +1,108 @@
+#include "imap/WIMAPSession.h"
+
+#include <brennox/IndexSet.h>
+
+#include <utility>
+
+#include "imap/IMAPCalls.h"
+#include "imap/SimpleAsyncWorker.h"
+#include "main/Arguments.h"
+#include "main/Kinds.h"
+
+namespace velkor {
+
+Napi::Function WIMAPSession::Define(Napi::Env env) {
+  using S = brennox::IMAPSession;
+  using W = WIMAPSession;
+  constexpr char kStringText[] = "Value must be string";
+  constexpr char kNumberText[] = "Value must be number";
+  constexpr char kBooleanText[] = "Value must be boolean";
+  const Members members = {
+      Property<Text, &S::hostname, &S::setHostname>("hostname", kStringText),
+      Property<UInt32, &S::port, &S::setPort>("port", kNumberText),
+      Property<Text, &S::username, &S::setUsername>("username", kStringText),
+      Property<Text, &S::password, &S::setPassword>("password", kStringText),
+      Property<Flag, &S::isCheckCertificateEnabled, &S::setCheckCertificateEnabled>(
+          "checkCertificateEnabled", kBooleanText),
+      Property<Text, &S::OAuth2Token, &S::setOAuth2Token>("OAuth2Token", kStringText),
+      Property<Enum<brennox::AuthType>, &S::authType, &S::setAuthType>("authType", kNumberText),
+      Property<Enum<brennox::ConnectionType>, &S::connectionType, &S::setConnectionType>(
+          "connectionType", kNumberText),
+      Property<Flag, &S::isStrictGost, &S::setStrictGost>("strictGost", kBooleanText),
+
+      Method<&W::Block<DisconnectCall>>("disconnect"),
+      Method<&W::Queue<DisconnectCall, 0>>("disconnectAsync"),
+      Getter<Flag, &S::isDisconnected>("isDisconnected"),
+      Method<&W::Block<LoginIfNeededCall>>("loginIfNeeded"),
+      Method<&W::Queue<LoginIfNeededCall, 0>>("loginIfNeededAsync"),
+      Method<&W::Block<ConnectIfNeededCall>>("connectIfNeeded"),
+      Method<&W::Queue<ConnectIfNeededCall, 0>>("connectIfNeededAsync"),
+      Method<&W::Block<RenameFolderCall>>("renameFolder"),
+      Method<&W::Block<CreateFolderCall>>("createFolder"),
+      Method<&W::Block<CreateSpecialFolderCall>>("createSpecialFolder"),
+      Method<&W::Block<DeleteFolderCall>>("deleteFolder"),
+      Method<&W::Block<SubscribeFolderCall>>("subscribeFolder"),
+      Method<&W::Block<UnsubscribeFolderCall>>("unsubscribeFolder"),
+      Method<&W::Block<FetchSubscribedFoldersCall>>("fetchSubscribedFolders"),
+      Method<&W::Block<FetchAllFoldersCall>>("fetchAllFolders"),
+      Method<&W::Queue<FetchAllFoldersCall, 0>>("fetchAllFoldersAsync"),
+      Method<&W::Block<FolderStatusCall>>("folderStatus"),
+      Method<&W::Queue<FolderStatusCall, 1>>("folderStatusAsync"),
+      Method<&W::Block<MoveMessagesCall>>("moveMessages"),
+      Method<&W::QueueCounted<MoveMessagesCall, 3>>("moveMessagesAsync"),
+      Method<&W::Block<FetchMessagesByUIDCall>>("fetchMessagesByUID"),
+      Method<&W::Queue<TwinFetchMessagesByUIDCall, 1>>("fetchMessagesByUIDAsync"),
+      Method<&W::Block<FetchMessageByUIDCall>>("fetchMessageByUID"),
+      Method<&W::Queue<FetchMessageByUIDCall, 2>>("fetchMessageByUIDAsync"),
+      Method<&W::Block<FetchMessageByNumberCall>>("fetchMessageByNumber"),
+      Method<&W::IsQResyncEnabled>("isQResyncEnabled"),
+      Method<&W::Block<SyncMessagesByUIDCall>>("syncMessagesByUID"),
+      Method<&W::Queue<TwinSyncMessagesByUIDCall, 2>>("syncMessagesByUIDAsync"),
+      Method<&W::Block<StoreFlagsByUIDCall>>("storeFlagsByUID"),
+      Method<&W::QueueCounted<StoreFlagsByUIDCall, 4>>("storeFlagsByUIDAsync"),
+      Method<&W::Block<StoreFlagsByNumberCall>>("storeFlagsByNumber"),
+      Method<&W::Block<CopyMessagesCall>>("copyMessages"),
+      Method<&W::Block<AppendMessageCall>>("appendMessage"),
+      Method<&W::QueueCounted<AppendMessageCall, 3>>("appendMessageAsync"),
+      Method<&W::Block<ExpungeCall>>("expunge"),
+      Method<&W::Queue<TwinExpungeCall, 1>>("expungeAsync"),
+      Method<&W::Block<CapabilityMoveCall>>("capabilityMove"),
+      Method<&W::Block<CapabilityCreateSpecialUseCall>>("capabilityCreateSpecialUse"),
+  };
+  return DefineClass(env, kName, members);
+}
+
+template <class Call>
+Napi::Value WIMAPSession::Block(const Napi::CallbackInfo& info) {
+  Call call(info);
+  brennox::ErrorCode error = brennox::ErrorNone;
+  call.Run(*held(), &error);
+  call.Check(info.Env(), error);
+  return call.Result(info.Env(), error);
+}
+
+template <class Call, std::size_t kPosition>
+void WIMAPSession::Queue(const Napi::CallbackInfo& info) {
+  Call call(info);
+  const std::size_t last = info.Length() == 0 ? 0 : info.Length() - 1;
+  const Napi::Function callback = FunctionArgument(info, info[last].IsFunction() ? last : kPosition,
+                                                   "last parameter must be a callback function");
+  (new CallWorker<Call>(info, *held(), std::move(call), callback))->Queue();
+}
+
+template <class Call, std::size_t kPosition>
+void WIMAPSession::QueueCounted(const Napi::CallbackInfo& info) {
+  Require(info.Length() > kPosition, info.Env(), "Wrong number of arguments");
+  Call call(info);
+  const Napi::Function callback = FunctionArgument(info, kPosition, "Wrong arguments");
+  (new CallWorker<Call>(info, *held(), std::move(call), callback))->Queue();
+}
+
+Napi::Value WIMAPSession::IsQResyncEnabled(const Napi::CallbackInfo& info) {
+  brennox::IndexSet* const stored = held()->storedCapabilities();
+  return Flag::ToScript(
+      info.Env(), held()->isQResyncEnabled() ||
+                      (stored != nullptr && stored->containsIndex(brennox::IMAPCapabilityQResync)));
+}
+
+}  // namespace velkor

@@ -1,0 +1,34 @@
+// The script class IMAPSession: blocking access to an IMAP account, with an asynchronous twin of
+// each long operation.
+#pragma once
+
+#include <brennox/IMAPSession.h>
+
+#include "main/Wrapper.h"
+
+namespace velkor {
+
+// The library session outlives the script object.
+class WIMAPSession final : public Wrapper<WIMAPSession, brennox::IMAPSession, Teardown::kLeave> {
+ public:
+  static constexpr char kName[] = "IMAPSession";
+  static Napi::Function Define(Napi::Env env);
+
+  explicit WIMAPSession(const Napi::CallbackInfo& info) : Wrapper(info) {}
+
+ private:
+  // Runs a call on the script thread.
+  template <class Call>
+  Napi::Value Block(const Napi::CallbackInfo& info);
+  // Runs a call on the worker pool. The callback is the last argument; a function at `kPosition`
+  // serves when that is none.
+  template <class Call, std::size_t kPosition>
+  void Queue(const Napi::CallbackInfo& info);
+  // As Queue, for methods that name the number of their arguments.
+  template <class Call, std::size_t kPosition>
+  void QueueCounted(const Napi::CallbackInfo& info);
+
+  Napi::Value IsQResyncEnabled(const Napi::CallbackInfo& info);
+};
+
+}  // namespace velkor

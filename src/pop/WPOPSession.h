@@ -1,0 +1,31 @@
+// The script class POPSession: blocking access to a POP3 mailbox.
+#pragma once
+
+#include <brennox/POPSession.h>
+
+#include "main/Wrapper.h"
+
+namespace velkor {
+
+// The library session outlives the script object.
+class WPOPSession final : public Wrapper<WPOPSession, brennox::POPSession, Teardown::kLeave> {
+ public:
+  static constexpr char kName[] = "POPSession";
+  static Napi::Function Define(Napi::Env env);
+
+  explicit WPOPSession(const Napi::CallbackInfo& info) : Wrapper(info) {}
+
+ private:
+  using Operation = void (brennox::POPSession::*)(brennox::ErrorCode*);
+
+  // A call without arguments; gives the error code.
+  template <Operation kOperation>
+  Napi::Value Call(const Napi::CallbackInfo& info);
+  Napi::Value FetchMessages(const Napi::CallbackInfo& info);
+  Napi::Value FetchHeader(const Napi::CallbackInfo& info);
+  Napi::Value FetchMessage(const Napi::CallbackInfo& info);
+  Napi::Value DeleteMessage(const Napi::CallbackInfo& info);
+  void Disconnect(const Napi::CallbackInfo& info);
+};
+
+}  // namespace velkor
