@@ -18,6 +18,7 @@
 #include "message/WMessageParser.h"
 #include "pop/WPOPMessageInfo.h"
 #include "pop/WPOPSession.h"
+#include "smtp/WSMTPAsyncSession.h"
 
 namespace velkor {
 namespace {
@@ -36,6 +37,7 @@ void Export(Napi::Env env, Napi::Object exports) {
 Napi::Object Init(Napi::Env env, Napi::Object exports) {
   // The order is part of the interface.
   Export<WData, Registry::kListed>(env, exports);
+  Export<WSMTPAsyncSession>(env, exports);
   Export<WIMAPAsyncSession>(env, exports);
   Export<WIMAPFetchFoldersOperation>(env, exports);
   Export<WIMAPSession>(env, exports);

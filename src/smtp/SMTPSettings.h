@@ -41,6 +41,11 @@ class SMTPSettings {
     const std::lock_guard lock(mutex_);
     return use(fields_);
   }
+  template <class Use>
+  auto with(Use use) const {
+    const std::lock_guard lock(mutex_);
+    return use(fields_);
+  }
 
  private:
   mutable std::mutex mutex_;
