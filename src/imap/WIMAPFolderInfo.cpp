@@ -6,7 +6,7 @@ namespace velkor {
 
 Napi::Function WIMAPFolderInfo::Define(Napi::Env env) {
   using I = brennox::IMAPFolderInfo;
-  constexpr char kNumberText[] = "Value must be number";
+  static constexpr char kNumberText[] = "Value must be number";
   const Members members = {
       Property<UInt32, &I::uidNext, &I::setUidNext>("uidNext", kNumberText),
       Property<UInt32, &I::uidValidity, &I::setUidValidity>("uidValidity", kNumberText),

@@ -6,7 +6,7 @@ namespace velkor {
 
 Napi::Function WIMAPFolderStatus::Define(Napi::Env env) {
   using S = brennox::IMAPFolderStatus;
-  constexpr char kNumberText[] = "Value must be number";
+  static constexpr char kNumberText[] = "Value must be number";
   const Members members = {
       Property<UInt32, &S::unseenCount, &S::setUnseenCount>("unseenCount", kNumberText),
       Property<UInt32, &S::messageCount, &S::setMessageCount>("messageCount", kNumberText),

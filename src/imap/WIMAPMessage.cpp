@@ -10,7 +10,7 @@ namespace velkor {
 Napi::Function WIMAPMessage::Define(Napi::Env env) {
   using M = brennox::IMAPMessage;
   using Flags = Enum<brennox::MessageFlag>;
-  constexpr char kNumberText[] = "Value must be number";
+  static constexpr char kNumberText[] = "Value must be number";
   const Members members = {
       Property<UInt32, &M::sequenceNumber, &M::setSequenceNumber>("sequenceNumber", kNumberText),
       Property<UInt32, &M::uid, &M::setUid>("uid", kNumberText),

@@ -8,7 +8,7 @@ namespace velkor {
 Napi::Function WAttachment::Define(Napi::Env env) {
   using A = brennox::Attachment;
   // Four properties share the text of one that is itself spelled otherwise; scripts match on it.
-  constexpr char kUniqueIdText[] = "uniqueId value must be string";
+  static constexpr char kUniqueIdText[] = "uniqueId value must be string";
   const Members members = {
       Property<OptionalText, &A::partID, &A::setPartID>("partId", "partId value must be string"),
       Accessor<&WAttachment::Content, &WAttachment::SetContent>("data"),

@@ -36,7 +36,7 @@ void EachAttachmentCopy(Napi::Value list, Take take) {
 Napi::Function WMessageBuilder::Define(Napi::Env env) {
   using B = brennox::MessageBuilder;
   // Both bodies have the one text; scripts match on it.
-  constexpr char kBodyText[] = "htmlBody value must be string";
+  static constexpr char kBodyText[] = "htmlBody value must be string";
   const Members members = {
       Accessor<&WMessageBuilder::Header, &WMessageBuilder::SetHeader>("header"),
       Property<Text, &B::htmlBody, &B::setHTMLBody>("htmlBody", kBodyText),

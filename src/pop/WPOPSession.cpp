@@ -42,9 +42,9 @@ auto WithMessage(const Napi::CallbackInfo& info, Call call) {
 
 Napi::Function WPOPSession::Define(Napi::Env env) {
   using S = brennox::POPSession;
-  constexpr char kStringText[] = "Value must be string";
-  constexpr char kNumberText[] = "Value must be number";
-  constexpr char kBooleanText[] = "Value must be boolean";
+  static constexpr char kStringText[] = "Value must be string";
+  static constexpr char kNumberText[] = "Value must be number";
+  static constexpr char kBooleanText[] = "Value must be boolean";
   const Members members = {
       Property<Text, &S::hostname, &S::setHostname>("hostname", kStringText),
       Property<UInt32, &S::port, &S::setPort>("port", kNumberText),

@@ -81,9 +81,9 @@ void RequireOrError(bool condition, Napi::Env env, const char* text) {
 Napi::Function WSMTPAsyncSession::Define(Napi::Env env) {
   using W = WSMTPAsyncSession;
   using F = SMTPFields;
-  constexpr char kString[] = "Value must be string";
-  constexpr char kNumber[] = "Value must be number";
-  constexpr char kBoolean[] = "Value must be boolean";
+  static constexpr char kString[] = "Value must be string";
+  static constexpr char kNumber[] = "Value must be number";
+  static constexpr char kBoolean[] = "Value must be boolean";
   const Members members = {
       Property<PlainText, &W::Get<&F::hostname>, &W::Set<&F::hostname, std::string>>("hostname",
                                                                                      kString),
