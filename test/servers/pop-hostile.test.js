@@ -15,7 +15,7 @@ const kPass = [/^PASS/, '+OK\r\n'];
 const kAuth = [/^AUTH PLAIN/, '+OK\r\n'];
 const kQuit = [/^QUIT/, ['+OK bye\r\n', { close: true }]];
 const kList = [/^LIST/, '+OK\r\n1 10\r\n.\r\n'];
-const kUidl = [/^UIDL$/, '+OK\r\n1 a\r\n.\r\n'];
+const kUidl = [/^UIDL\r/, '+OK\r\n1 a\r\n.\r\n'];
 const kGood = [kCapa, kUser, kPass, kAuth, kList, kUidl, [/^NOOP/, '+OK\r\n'], [/^RETR 1/, '+OK\r\nhello\r\n.\r\n'], kQuit];
 
 // A script that greets and answers by these rows first, by the good ones otherwise.
@@ -44,8 +44,8 @@ const kCases = [
   ['a greeting of another protocol', [['* OK IMAP4rev1 ready\r\n']], (s) => s.connect(), 1],
   ['a connection closed at once', [[{ close: true }]], (s) => s.connect(), 1],
   ['a connection reset at once', [[{ cut: true }]], (s) => s.connect(), 1],
-  ['garbage', [[{ garbage: 100000 }, { close: true }]], (s) => s.connect(), 1],
-  ['a greeting without end', [[{ garbage: 4000000 }]], (s) => s.connect(), 1],
+  ['garbage', [[{ garbage: 100000 }, { close: true }]], (s) => s.connect(), ErrorCode.LimitExceeded],
+  ['a greeting without end', [[{ garbage: 4000000 }]], (s) => s.connect(), ErrorCode.LimitExceeded],
   ['STLS not offered', [serving([])], (s) => s.connect(), 25, { connectionType: ConnectionType.StartTLS }],
   ['TLS asked of a clear port', [serving([])], (s) => s.connect(), 1, { connectionType: ConnectionType.TLS }],
   ['CAPA refused', [serving([[/^CAPA/, '-ERR\r\n']])], (s) => s.login(), 0],
@@ -54,7 +54,7 @@ const kCases = [
   ['a mailbox in use', [serving([[/^AUTH/, '-ERR [IN-USE] held\r\n']])], (s) => s.login(), 32],
   ['an account out of order', [serving([[/^AUTH/, '-ERR [SYS/TEMP] later\r\n']])], (s) => s.login(), 7],
   ['a login answered by nonsense', [serving([[/^AUTH/, 'maybe\r\n']])], (s) => s.login(), 3],
-  ['a login answered by a challenge without end', [serving([[/^AUTH|^[*]|^$|^[A-Za-z0-9+/=]+$/, '+ AAAA\r\n']])], (s) => s.login() !== 0, true],
+  ['a login answered by a challenge without end', [serving([[/^AUTH|^[*]|^\r|^[A-Za-z0-9+/=]+\r/, '+ AAAA\r\n']])], (s) => s.login() !== 0, true],
   ['a login that is cut', [serving([[/^AUTH/, { cut: true }]])], (s) => s.login(), 1],
   ['a login that is never answered', [serving([[/^AUTH/, { delay: 4000 }]])], (s) => s.login(), 1],
   ['no mechanism that fits', [serving([])], (s) => s.login(), ErrorCode.AuthenticationMechanism, { authType: AuthType.SASLCRAMMD5 }],
@@ -97,7 +97,7 @@ for (const [name, scripts, work, expected, settings] of kCases) {
       assert.equal(session.fetchMessage(1).bytes().toString(), 'hello\r\n');
       session.disconnect();
       for (const connection of await server.connections()) {
-        assert.ok(!connection.lines.some((line) => /^DELE 1$/.test(line) && name.includes('line break')));
+        assert.ok(!connection.lines.some((line) => /^DELE 1/.test(line) && name.includes('line break')));
       }
     }, settings);
   });
