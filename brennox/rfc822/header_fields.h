@@ -45,8 +45,8 @@ struct HeaderField {
 
 // Walks through the fields at the start of `bytes`. Skipped are a byte order mark, blank lines and
 // an mbox "From " line before the first field, and lines that are neither field nor continuation.
-// The header ends at the first empty line, or before a line that can be no part of a header at all.
-// Lines end with CRLF, LF or a CR of its own.
+// The header ends at the first empty line, or before lines that no field follows any more: a body without
+// an empty line in front of it. Lines end with CRLF or LF, or all of them with a CR alone.
 class FieldScanner {
  public:
   // `partHeader`: the header of a body part, where an empty first line means that there are no
@@ -62,7 +62,10 @@ class FieldScanner {
   bool sawEmptyLine() const { return sawEmptyLine_; }
 
  private:
+  bool fieldFollows(std::size_t position) const;
+
   std::string_view bytes_;
+  char lineEnd_;
   std::size_t position_ = 0;
   std::size_t bodyOffset_ = 0;
   bool sawEmptyLine_ = false;
