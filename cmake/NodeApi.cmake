@@ -1,3 +1,5 @@
+include_guard(GLOBAL)
+
 # The Node-API headers, from the npm packages node-api-headers and node-addon-api. The functions themselves
 # are found in the running Node.js at load time, so there is nothing to link.
 foreach(package node-api-headers node-addon-api)

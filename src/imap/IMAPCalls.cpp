@@ -84,7 +84,7 @@ template struct FolderCall<&brennox::IMAPSession::subscribeFolder>;
 template struct FolderCall<&brennox::IMAPSession::unsubscribeFolder>;
 
 RenameFolderCall::RenameFolderCall(const Napi::CallbackInfo& info) {
-  constexpr char kText[] = "first and second parameter must be a string";
+  static constexpr char kText[] = "first and second parameter must be a string";
   oldName = StringArgument(info, 0, kText);
   newName = StringArgument(info, 1, kText);
 }
@@ -188,7 +188,7 @@ Napi::Value FetchMessagesByUIDCall::Result(Napi::Env env, brennox::ErrorCode) co
 
 template <FetchOneMessage kOperation>
 FetchMessageCall<kOperation>::FetchMessageCall(const Napi::CallbackInfo& info) {
-  constexpr char kText[] = "first must be a string. Second must be a number";
+  static constexpr char kText[] = "first must be a string. Second must be a number";
   folder = StringArgument(info, 0, kText);
   number = UInt32Argument(info, 1, kText);
 }

@@ -50,6 +50,12 @@ enum class Adopt {
   kNever,
 };
 
+// A text that outlives every environment: only constants with static storage convert to it.
+struct LiteralText {
+  consteval LiteralText(const char* literal) : text(literal) {}
+  const char* text;
+};
+
 // Base of all script classes. `Self` has a `kName`, the class's name for scripts.
 template <class Self>
 class ScriptClass : public Napi::ObjectWrap<Self> {
@@ -103,10 +109,10 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
 
   // Rows. A getter, setter or method is a member of Self or of the library object that Self holds.
   template <class Kind, auto kGet, auto kSet>
-  static Napi::ClassPropertyDescriptor<Self> Property(const char* name, const char* wrongTypeText) {
+  static Napi::ClassPropertyDescriptor<Self> Property(const char* name, LiteralText wrongType) {
     return InstanceAccessor(name, &ScriptClass::template Read<Kind, kGet>,
                             &ScriptClass::template Write<Kind, kSet>, napi_default,
-                            const_cast<char*>(wrongTypeText));
+                            const_cast<char*>(wrongType.text));
   }
   template <class Kind, auto kGet>
   static Napi::ClassPropertyDescriptor<Self> ReadOnly(const char* name) {
@@ -114,10 +120,10 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
   }
   // A plain field of Self.
   template <class Kind, auto kField>
-  static Napi::ClassPropertyDescriptor<Self> Field(const char* name, const char* wrongTypeText) {
+  static Napi::ClassPropertyDescriptor<Self> Field(const char* name, LiteralText wrongType) {
     return InstanceAccessor(name, &ScriptClass::template Read<Kind, kField>,
                             &ScriptClass::template WriteField<Kind, kField>, napi_default,
-                            const_cast<char*>(wrongTypeText));
+                            const_cast<char*>(wrongType.text));
   }
   // A pair of Self's own: `Napi::Value Get(info)` and `void Set(info, value)`.
   template <auto kGet>
