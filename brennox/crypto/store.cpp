@@ -134,15 +134,29 @@ class Reader {
   }
 
  private:
+  // A folder of hashed names is looked into only for the authority that a chain needs; reading the
+  // whole bundle takes as long as verifying a hundred messages.
   void addSystemAnchors() {
     X509_STORE* const anchors = contents_->trust.anchors.get();
     if (anchors == nullptr) {
       return;
     }
-    X509_STORE_set_default_paths(anchors);
-    for (const std::string& path : platform::systemCertificateFolders()) {
-      X509_STORE_load_path(anchors, path.c_str());
+    std::vector<std::string> folders = platform::systemCertificateFolders();
+    folders.emplace_back(X509_get_default_cert_dir());
+    for (const std::string& folder : folders) {
+      if (hasHashedNames(folder) && X509_STORE_load_path(anchors, folder.c_str()) == 1) {
+        return;
+      }
     }
+    X509_STORE_set_default_paths(anchors);
+  }
+
+  static bool hasHashedNames(const std::string& folder) {
+    const std::vector<std::string> names = platform::folderNames(folder, kMaxFiles);
+    return std::any_of(names.begin(), names.end(), [](const std::string& name) {
+      return name.size() == 10 && name.ends_with(".0") &&
+             name.find_first_not_of("0123456789abcdef") == 8;
+    });
   }
 
   static std::vector<CertHandle> readAll(const std::string& folder) {

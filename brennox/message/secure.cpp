@@ -1,0 +1,333 @@
+#include "message/secure.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "crypto/decrypt.h"
+#include "crypto/outline.h"
+#include "crypto/store.h"
+#include "crypto/verify.h"
+#include "mime/entity.h"
+#include "text/ascii.h"
+#include "text/base64.h"
+#include "text/quoted_printable.h"
+
+namespace brennox::message {
+namespace {
+
+// Three are common (signed, encrypted, signed again); a message that goes on is made to be costly.
+constexpr unsigned int kMaxLayers = 10;
+
+bool contains(std::string_view text, std::string_view part) {
+  return std::search(text.begin(), text.end(), part.begin(), part.end(), [](char a, char b) {
+           return text::toLower(a) == text::toLower(b);
+         }) != text.end();
+}
+
+// Media types as they are written, with and without the x- of old times.
+bool isEnvelopeType(const mime::MediaTypeView& type) {
+  return text::equalsIgnoringCase(type.type, "application") &&
+         (text::equalsIgnoringCase(type.subtype, "pkcs7-mime") ||
+          text::equalsIgnoringCase(type.subtype, "x-pkcs7-mime"));
+}
+
+bool isSignatureType(const mime::MediaTypeView& type) {
+  return text::equalsIgnoringCase(type.type, "application") &&
+         (text::equalsIgnoringCase(type.subtype, "pkcs7-signature") ||
+          text::equalsIgnoringCase(type.subtype, "x-pkcs7-signature"));
+}
+
+bool isOctetStream(const mime::MediaTypeView& type) {
+  return text::equalsIgnoringCase(type.type, "application") &&
+         text::equalsIgnoringCase(type.subtype, "octet-stream");
+}
+
+std::string_view headerOf(std::string_view bytes, const mime::Entity& entity) {
+  return bytes.substr(entity.header, entity.body - entity.header);
+}
+
+std::string_view bodyOf(std::string_view bytes, const mime::Entity& entity) {
+  return bytes.substr(entity.body, entity.end - entity.body);
+}
+
+Ref<Block> copyOf(std::string_view bytes) {
+  Ref<Block> block = Block::allocate(bytes.size());
+  if (!bytes.empty()) {
+    std::memcpy(block->bytes(), bytes.data(), bytes.size());
+  }
+  return block;
+}
+
+Ref<Block> decodeBase64(std::string_view encoded) {
+  Ref<Block> block = Block::allocate(text::base64DecodedBound(encoded.size()));
+  block->truncate(text::base64Decode(encoded, block->bytes()));
+  return block;
+}
+
+// The bytes of a CMS message out of an entity's body, in a block that nobody else has.
+Ref<Block> decodeCms(std::string_view body, std::string_view encoding) {
+  switch (mime::transferEncodingOf(encoding)) {
+    case mime::TransferEncoding::Base64:
+      return decodeBase64(body);
+    case mime::TransferEncoding::QuotedPrintable: {
+      Ref<Block> block = Block::allocate(body.size());
+      block->truncate(text::quotedPrintableDecode(body, block->bytes()));
+      return block;
+    }
+    default:
+      break;
+  }
+  // Some gateways lose the field that names the encoding.
+  if (crypto::contentTypeOf(body) == crypto::ContentType::kMalformed && body.starts_with("MI")) {
+    return decodeBase64(body);
+  }
+  return copyOf(body);
+}
+
+bool hasBareLineFeed(std::string_view text) {
+  const char* const begin = text.data();
+  const char* const end = begin + text.size();
+  for (const char* p = begin; p < end; ++p) {
+    p = static_cast<const char*>(std::memchr(p, '\n', static_cast<std::size_t>(end - p)));
+    if (p == nullptr) {
+      return false;
+    }
+    if (p == begin || p[-1] != '\r') {
+      return true;
+    }
+  }
+  return false;
+}
+
+// Lines ended by CRLF, as they were on the way here and when they were signed.
+std::string canonical(std::string_view text) {
+  std::string result;
+  result.reserve(text.size() + text.size() / 32);
+  char before = '\0';
+  for (const char c : text) {
+    if (c == '\n' && before != '\r') {
+      result += '\r';
+    }
+    result += c;
+    before = c;
+  }
+  return result;
+}
+
+class Layers {
+ public:
+  Layers(Data* message, const SecureSettings& settings) : settings_(settings), current_(message) {
+    verify_.policy = crypto::policyNamed(settings.keyUsagePolicy);
+    verify_.author = settings.author;
+    verify_.now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+  }
+
+  SecureResult run() {
+    unsigned int layers = 0;
+    while (takeOff(layers < kMaxLayers)) {
+      ++layers;
+      result_.content = current_;
+    }
+    result_.isVerified = result_.isSigned && areSignaturesGood_;
+    result_.isDecrypted = result_.isEncrypted && status_ == crypto::DecryptStatus::kOpened;
+    result_.decryptMessage = result_.isEncrypted ? crypto::decryptStatusText(status_) : "";
+    return std::move(result_);
+  }
+
+ private:
+  // Takes one layer off `current_`. False when there is none, or none that comes off. Beyond the
+  // limit a layer only spoils what has been found so far.
+  bool takeOff(bool isWithinLimit) {
+    const std::string_view bytes = current_->view();
+    const std::vector<mime::Entity> entities = mime::scanEntities(bytes);
+    if (entities.empty()) {
+      return false;
+    }
+    const mime::Entity& root = entities.front();
+    const mime::MediaTypeView type = mime::mediaTypeOf(root.contentType);
+    if (text::equalsIgnoringCase(type.type, "multipart") &&
+        text::equalsIgnoringCase(type.subtype, "signed")) {
+      return takeOffDetached(entities, isWithinLimit);
+    }
+    if (isEnvelopeType(type) || (isOctetStream(type) && contains(headerOf(bytes, root), ".p7m"))) {
+      return takeOffEnvelope(root, isEnvelopeType(type), isWithinLimit);
+    }
+    return false;
+  }
+
+  // multipart/signed (RFC 1847): the first part is what is signed, the second the signature.
+  bool takeOffDetached(const std::vector<mime::Entity>& entities, bool isWithinLimit) {
+    const std::string_view bytes = current_->view();
+    const mime::Entity& root = entities.front();
+    const mime::Entity* const first =
+        root.firstChild == mime::kNoEntity ? nullptr : &entities[root.firstChild];
+    const mime::Entity* const second = first == nullptr || first->nextSibling == mime::kNoEntity
+                                           ? nullptr
+                                           : &entities[first->nextSibling];
+    const bool isOurs =
+        contains(root.contentType, "pkcs7-signature") ||
+        (second != nullptr && isSignatureType(mime::mediaTypeOf(second->contentType)));
+    if (!isOurs) {
+      return false;
+    }
+    // With a part too few or too many nobody can tell what was signed.
+    if (second == nullptr || second->nextSibling != mime::kNoEntity || !isWithinLimit) {
+      addSignature({});
+      return false;
+    }
+    const std::string_view content = bytes.substr(first->header, first->end - first->header);
+    const Ref<Block> cms = decodeCms(bodyOf(bytes, *second), second->encoding);
+    addSignature(verifyDetached({cms->bytes(), cms->size()}, content));
+    current_ = make<Data>(current_->block(), content.data(), content.size());
+    return true;
+  }
+
+  crypto::Signature verifyDetached(std::string_view cms, std::string_view content) {
+    const crypto::Trust& trust = store().trust;
+    if (!hasBareLineFeed(content)) {
+      return crypto::verifyDetached(cms, {content}, trust, verify_);
+    }
+    const std::string lines = canonical(content);
+    crypto::Signature signature = crypto::verifyDetached(cms, {lines}, trust, verify_);
+    // What was signed as it stands reads the same.
+    return signature.isGood ? signature : crypto::verifyDetached(cms, {content}, trust, verify_);
+  }
+
+  // application/pkcs7-mime: what it is, the CMS message in it says and not its parameters.
+  bool takeOffEnvelope(const mime::Entity& root, bool isDeclared, bool isWithinLimit) {
+    const std::string_view bytes = current_->view();
+    Ref<Block> cms = decodeCms(bodyOf(bytes, root), root.encoding);
+    switch (crypto::contentTypeOf({cms->bytes(), cms->size()})) {
+      case crypto::ContentType::kSigned:
+        return takeOffOpaque(std::move(cms), isWithinLimit);
+      case crypto::ContentType::kEnveloped:
+      case crypto::ContentType::kAuthEnveloped:
+        return takeOffEncryption(std::move(cms), isWithinLimit);
+      case crypto::ContentType::kOther:
+        return false;
+      case crypto::ContentType::kMalformed:
+        break;
+    }
+    if (!isDeclared) {
+      return false;
+    }
+    if (contains(root.contentType, "signed-data")) {
+      addSignature({});
+    } else if (!contains(root.contentType, "certs-only") &&
+               !contains(root.contentType, "compressed-data")) {
+      addEncryption(settings_.doNotDecrypt ? crypto::DecryptStatus::kSwitchedOff
+                                           : crypto::DecryptStatus::kMalformed);
+    }
+    return false;
+  }
+
+  bool takeOffOpaque(Ref<Block> cms, bool isWithinLimit) {
+    if (!isWithinLimit) {
+      addSignature({});
+      return false;
+    }
+    const crypto::OpaqueSignature opened =
+        crypto::verifyOpaque({cms->bytes(), cms->size()}, store().trust, verify_);
+    if (!opened.isSignedContent) {
+      // Certificates alone are no signature; but a broken one counts.
+      crypto::SignedOutline outline;
+      const bool isBag =
+          crypto::readSigned({cms->bytes(), cms->size()}, outline) && outline.signers.empty();
+      if (!isBag) {
+        addSignature({});
+      }
+      return false;
+    }
+    addSignature(opened.signature);
+    if (opened.content.size() == 1) {
+      const std::string_view content = opened.content.front();
+      current_ = make<Data>(std::move(cms), content.data(), content.size());
+    } else {
+      current_ = joined(opened.content);
+    }
+    return true;
+  }
+
+  static Ref<Data> joined(const crypto::Pieces& pieces) {
+    std::size_t length = 0;
+    for (const std::string_view piece : pieces) {
+      length += piece.size();
+    }
+    Ref<Block> block = Block::allocate(length);
+    char* out = block->bytes();
+    for (const std::string_view piece : pieces) {
+      out = std::copy(piece.begin(), piece.end(), out);
+    }
+    return make<Data>(std::move(block));
+  }
+
+  bool takeOffEncryption(Ref<Block> cms, bool isWithinLimit) {
+    if (settings_.doNotDecrypt || !isWithinLimit) {
+      addEncryption(settings_.doNotDecrypt ? crypto::DecryptStatus::kSwitchedOff
+                                           : crypto::DecryptStatus::kMalformed);
+      return false;
+    }
+    const crypto::DecryptResult opened = crypto::decrypt(std::move(cms), store().keys());
+    addEncryption(opened.status);
+    if (opened.status != crypto::DecryptStatus::kOpened) {
+      return false;
+    }
+    current_ = opened.content;
+    return true;
+  }
+
+  void addSignature(const crypto::Signature& signature) {
+    areSignaturesGood_ = signature.isGood && (areSignaturesGood_ || !result_.isSigned);
+    if (result_.isSigned) {
+      return;
+    }
+    result_.isSigned = true;
+    if (!signature.certificate.empty()) {
+      result_.signerCertificate =
+          make<Data>(signature.certificate.data(), signature.certificate.size());
+    }
+    result_.creationDate = signature.creationDate;
+    result_.signatureAlgorithm = signature.signatureAlgorithm;
+    result_.digestAlgorithm = signature.digestAlgorithm;
+  }
+
+  // The walk ends with the first layer that does not open, so the last outcome is that of all.
+  void addEncryption(crypto::DecryptStatus status) {
+    result_.isEncrypted = true;
+    status_ = status;
+  }
+
+  // One state of the certificates for all layers.
+  const crypto::StoreContents& store() {
+    if (!store_) {
+      store_ = crypto::CertificateStore::contents();
+    }
+    return *store_;
+  }
+
+  const SecureSettings& settings_;
+  crypto::VerifySettings verify_;
+  Ref<Data> current_;
+  SecureResult result_;
+  bool areSignaturesGood_ = false;
+  crypto::DecryptStatus status_ = crypto::DecryptStatus::kOpened;
+  std::shared_ptr<const crypto::StoreContents> store_;
+};
+
+}  // namespace
+
+bool mayHaveLayers(std::string_view mediaType, std::string_view filename) {
+  return mediaType == "multipart/signed" || mediaType == "application/pkcs7-mime" ||
+         mediaType == "application/x-pkcs7-mime" ||
+         (mediaType == "application/octet-stream" && contains(filename, ".p7m"));
+}
+
+SecureResult openLayers(Data* message, const SecureSettings& settings) {
+  return Layers(message, settings).run();
+}
+
+}  // namespace brennox::message
