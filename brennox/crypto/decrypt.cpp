@@ -15,6 +15,7 @@
 
 #include "crypto/algorithms.h"
 #include "crypto/engine.h"
+#include "crypto/gost_checks.h"
 #include "crypto/outline.h"
 
 namespace brennox::crypto {
@@ -68,25 +69,11 @@ bool isGostCipher(CipherFamily family) {
   return family != CipherFamily::kModern && family != CipherFamily::kLegacy;
 }
 
-// GOST 28147-89: SEQUENCE { iv OCTET STRING (8), encryptionParamSet OBJECT IDENTIFIER } (RFC 4490
-// section 4.1); the newer ciphers: SEQUENCE { ukm OCTET STRING }.
-bool areGostParametersSound(CipherFamily family, std::string_view parameters) {
-  DerReader outer(parameters);
-  const std::optional<DerValue> sequence = outer.next(kDerSequence);
-  if (!sequence || !outer.atEnd()) {
-    return false;
+GostCipher gostCipherOf(CipherFamily family) {
+  if (family == CipherFamily::kGost28147) {
+    return GostCipher::k28147;
   }
-  DerReader fields(sequence->content);
-  const std::optional<DerValue> octets = fields.next(kDerOctetString);
-  if (!octets || octets->content.empty()) {
-    return false;
-  }
-  if (family != CipherFamily::kGost28147) {
-    return fields.atEnd();
-  }
-  const std::optional<DerValue> set = fields.next(kDerObjectIdentifier);
-  return octets->content.size() == 8 && set && isDerObjectIdentifier(set->content) &&
-         fields.atEnd();
+  return family == CipherFamily::kMagma ? GostCipher::kMagma : GostCipher::kKuznyechik;
 }
 
 // Ephemeral-static Diffie-Hellman on elliptic curves (RFC 5753 section 7.1.4): the arcs of SECG and
@@ -153,7 +140,7 @@ class Opening {
       return DecryptStatus::kUnsupportedAlgorithm;
     }
     if (isGostCipher(cipher_->family)) {
-      if (!areGostParametersSound(cipher_->family, outline_.algorithm.parameters)) {
+      if (!areGostParametersSound(gostCipherOf(cipher_->family), outline_.algorithm.parameters)) {
         return DecryptStatus::kMalformed;
       }
       if (!isGostAvailable()) {
@@ -218,8 +205,15 @@ class Opening {
     if (!canOpen(recipient, own.certificate.get())) {
       return DecryptStatus::kUnsupportedRecipient;
     }
-    if (isGost(keyKindOf(own.certificate.get())) && !isGostAvailable()) {
-      return DecryptStatus::kNoGost;
+    if (isGost(keyKindOf(own.certificate.get()))) {
+      if (!isGostAvailable()) {
+        return DecryptStatus::kNoGost;
+      }
+      if (!isGostCipher(cipher_->family) ||
+          !isGostTransportSound(gostCipherOf(cipher_->family), recipient.algorithm,
+                                recipient.wrappedKey)) {
+        return DecryptStatus::kMalformed;
+      }
     }
     const KeyHandle key = own.openKey();
     if (!key) {

@@ -298,6 +298,50 @@ TEST(Decryption, LivesThroughGostParametersThatAreNone) {
   }
 }
 
+// The value that one comes to by stepping into the values of these numbers.
+DerValue valueAt(std::string_view bytes, std::initializer_list<int> steps) {
+  DerValue value;
+  value.content = bytes;
+  for (const int step : steps) {
+    DerReader reader(value.content);
+    for (int i = 0; i <= step; ++i) {
+      value = reader.next().value();
+    }
+  }
+  return value;
+}
+
+// The engine asserts the lengths of a wrapped key and ends the process when they differ.
+TEST(Decryption, LivesThroughWrappedGostKeysOfOtherLengths) {
+  struct Row {
+    const char* cipher;
+    std::initializer_list<int> steps;
+  };
+  const Row rows[] = {
+      {"gost89", {0, 0, 0}},        // the key
+      {"gost89", {0, 0, 1}},        // its authentication code
+      {"gost89", {0, 1, 2}},        // the seed
+      {"magma-ctr-acpkm", {0, 0}},  // key and code together
+      {"magma-ctr-acpkm", {0, 2}},  // the seed
+      {"kuznyechik-ctr-acpkm", {0, 0}},
+      {"kuznyechik-ctr-acpkm", {0, 2}},
+  };
+  const Person& person = testing::person(Kind::kGost256);
+  for (const Row& row : rows) {
+    std::string cms = encryptedWhole(person, EVP_get_cipherbyname(row.cipher), "secret");
+    EnvelopedOutline outline;
+    ASSERT_TRUE(readEnveloped(cms, outline));
+    const DerValue value = valueAt(outline.recipients[0].wrappedKey, row.steps);
+    ASSERT_EQ(value.tag, kDerOctetString);
+    // Two values where one was: shorter by the length of the second.
+    const auto at = static_cast<std::size_t>(value.whole.data() - cms.data());
+    cms[at + 1] = static_cast<char>(cms[at + 1] - 2);
+    cms[at + value.whole.size() - 2] = 0x05;
+    cms[at + value.whole.size() - 1] = 0x00;
+    EXPECT_EQ(decrypted(cms, person).status, DecryptStatus::kMalformed) << row.cipher;
+  }
+}
+
 TEST(Decryption, RefusesGostKeyAgreement) {
   const Person& ec = testing::person(Kind::kEc);
   const Person& gost = testing::person(Kind::kGost256);

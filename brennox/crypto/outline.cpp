@@ -103,6 +103,13 @@ bool readRecipient(const DerValue& value, Recipient& recipient) {
     return false;
   }
   recipient.algorithm = parsed.oid;
+  if (recipient.kind == RecipientKind::kKeyTransport) {
+    const std::optional<DerValue> key = fields.next(kDerOctetString);
+    if (!key || !fields.atEnd()) {
+      return false;
+    }
+    recipient.wrappedKey = key->content;
+  }
   return true;
 }
 

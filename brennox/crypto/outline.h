@@ -55,6 +55,8 @@ struct Recipient {
   std::string_view whole;
   // Of the key encryption; with dots.
   std::string algorithm;
+  // The content key as it was wrapped, in key transport only.
+  std::string_view wrappedKey;
 };
 
 struct EnvelopedOutline {
