@@ -1,9 +1,53 @@
 #include <brennox/Address.h>
 #include <brennox/Array.h>
 
-#include <stdexcept>
+#include <functional>
+
+#include "rfc822/address_list.h"
+#include "rfc822/header_writer.h"
+#include "text/ascii.h"
 
 namespace brennox {
+namespace {
+
+// RFC 5322 section 3.2.3: a phrase of atoms needs no quotes, and neither does text in another
+// script (RFC 6532).
+bool needsQuotes(std::string_view text) {
+  bool afterBlank = true;
+  for (const char c : text) {
+    if (c == ' ') {
+      if (afterBlank) {
+        return true;
+      }
+      afterBlank = true;
+      continue;
+    }
+    afterBlank = false;
+    if (!text::isAlpha(c) && !text::isDigit(c) && static_cast<unsigned char>(c) < 0x80 &&
+        std::string_view("!#$%&'*+-/=?^_`{|}~").find(c) == std::string_view::npos) {
+      return true;
+    }
+  }
+  return afterBlank;
+}
+
+Address* fromMailbox(const rfc822::Mailbox& mailbox) {
+  return Address::addressWithDisplayName(
+      mailbox.name.empty() ? nullptr : String::stringWithText(mailbox.name),
+      String::stringWithText(mailbox.address));
+}
+
+Array* parsed(String* text, rfc822::EncodedWords words) {
+  std::vector<rfc822::Mailbox> mailboxes;
+  rfc822::parseAddressList(textOf(text), "utf-8", words, mailboxes);
+  Array* const result = Array::array();
+  for (const rfc822::Mailbox& mailbox : mailboxes) {
+    result->addObject(fromMailbox(mailbox));
+  }
+  return result;
+}
+
+}  // namespace
 
 Address::Address(const Address* other) {
   if (other != nullptr) {
@@ -23,44 +67,25 @@ Address* Address::addressWithMailbox(String* mailbox) {
   return addressWithDisplayName(nullptr, mailbox);
 }
 
-Address* Address::addressWithRFC822String(String*) {
-  throw std::logic_error("Not implemented");
+Address* Address::addressWithRFC822String(String* text) {
+  return addressesWithRFC822String(text)->at<Address>(0);
 }
 
-Address* Address::addressWithNonEncodedRFC822String(String*) {
-  throw std::logic_error("Not implemented");
+Address* Address::addressWithNonEncodedRFC822String(String* text) {
+  return addressesWithNonEncodedRFC822String(text)->at<Address>(0);
 }
 
-Array* Address::addressesWithRFC822String(String*) {
-  throw std::logic_error("Not implemented");
+Array* Address::addressesWithRFC822String(String* text) {
+  return parsed(text, rfc822::EncodedWords::kDecode);
 }
 
-Array* Address::addressesWithNonEncodedRFC822String(String*) {
-  throw std::logic_error("Not implemented");
+Array* Address::addressesWithNonEncodedRFC822String(String* text) {
+  return parsed(text, rfc822::EncodedWords::kKeep);
 }
 
 String* Address::RFC822String() {
-  throw std::logic_error("Not implemented");
+  return makeAutoreleased<String>(rfc822::addressText(this));
 }
-
-namespace {
-
-// RFC 5322 section 3.2.3: a phrase of atoms needs no quotes.
-bool needsQuotes(std::string_view text) {
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    const bool alphanumeric = (byte | 0x20) >= 'a' && (byte | 0x20) <= 'z';
-    const bool digit = byte >= '0' && byte <= '9';
-    if (!alphanumeric && !digit && byte < 0x80 &&
-        std::string_view("!#$%&'*+-/=?^_`{|}~ ").find(c) == std::string_view::npos) {
-      return true;
-    }
-  }
-  return text.empty() || text.front() == ' ' || text.back() == ' ' ||
-         text.find("  ") != std::string_view::npos;
-}
-
-}  // namespace
 
 String* Address::nonEncodedRFC822String() {
   const std::string_view name = textOf(displayName_.get());
@@ -81,9 +106,11 @@ String* Address::nonEncodedRFC822String() {
   } else {
     text += name;
   }
-  text += " <";
-  text += mailbox;
-  text += '>';
+  if (!mailbox.empty()) {
+    text += " <";
+    text += mailbox;
+    text += '>';
+  }
   return makeAutoreleased<String>(std::move(text));
 }
 

@@ -163,7 +163,10 @@ bool FieldScanner::next(HeaderField& field) {
     position_ = line.next;
     while (position_ < bytes_.size() && text::isBlank(bytes_[position_])) {
       const Line continuation = lineAt(bytes_, position_, lineEnd_);
-      if (text::trimmed(continuation.text).empty() && !fieldFollows(continuation.next)) {
+      // A line of blanks only may have been meant as the empty line: what follows it tells.
+      const bool folded =
+          continuation.next < bytes_.size() && text::isBlank(bytes_[continuation.next]);
+      if (text::trimmed(continuation.text).empty() && !folded && !fieldFollows(continuation.next)) {
         break;
       }
       valueEnd = continuation.text.data() + continuation.text.size();

@@ -45,8 +45,8 @@ struct HeaderField {
 
 // Walks through the fields at the start of `bytes`. Skipped are a byte order mark, blank lines and
 // an mbox "From " line before the first field, and lines that are neither field nor continuation.
-// The header ends at the first empty line, or before lines that no field follows any more: a body without
-// an empty line in front of it. Lines end with CRLF or LF, or all of them with a CR alone.
+// The header ends at the first empty line, or before lines that no field follows any more: a body
+// without an empty line in front of it. Lines end with CRLF or LF, or all of them with a CR alone.
 class FieldScanner {
  public:
   // `partHeader`: the header of a body part, where an empty first line means that there are no

@@ -13,6 +13,10 @@ class Array;
 class Data;
 class String;
 
+namespace rfc822 {
+struct HeaderAccess;
+}
+
 // Values are decoded UTF-8; getters return null where nothing is set. A parsed header may decode a
 // field when it is first asked for.
 class BRENNOX_EXPORT MessageHeader : public Object {
@@ -25,6 +29,10 @@ class BRENNOX_EXPORT MessageHeader : public Object {
   // Parses the header fields at the start of `data`, up to the first empty line.
   static MessageHeader* headerWithData(Data* data);
   virtual void importHeadersData(Data* data);
+  // The charset of raw 8-bit text in the fields that is not UTF-8: by default that of the message's
+  // own Content-Type; a parser that knows a body part's charset sets that. To be set before fields
+  // are read.
+  void setRawCharset(String* charset);
 
   // Without angle brackets.
   virtual String* messageID();
@@ -66,12 +74,13 @@ class BRENNOX_EXPORT MessageHeader : public Object {
   virtual String* userAgent();
   virtual void setUserAgent(String* userAgent);
 
-  // Fields that have no property of their own, in the order in which they were set or stand in the
-  // message, names in their own case. Looking up ignores case. Never null; an array of String.
+  // Fields that have no property of their own (X-Mailer among them), in the order in which they
+  // were set or stand in the message, names in their own case, each name once. Looking up ignores
+  // case and finds the first of several fields. Never null; an array of String.
   virtual Array* allExtraHeadersNames();
   virtual String* extraHeaderValueForName(String* name);
-  // Replaces a field of the same name (case ignored) in its place, or appends. A name that is no
-  // RFC 5322 field name is kept here but never written into a message.
+  // Replaces all fields of the same name (case ignored) in the first one's place, or appends. A
+  // name that is no RFC 5322 field name is kept here but never written into a message.
   virtual void setExtraHeader(String* name, String* value);
   virtual void removeExtraHeader(String* name);
 
@@ -82,6 +91,7 @@ class BRENNOX_EXPORT MessageHeader : public Object {
   const char* className() const override { return "MessageHeader"; }
 
  private:
+  friend struct rfc822::HeaderAccess;
   struct Fields;
   std::unique_ptr<Fields> fields_;
 };

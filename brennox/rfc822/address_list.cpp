@@ -1,0 +1,550 @@
+// An address list is cut into entries at its separators; each entry is a handful of tokens, and
+// what they mean is decided when the entry ends. So "Doe, John <j@x>" and "John j@x" need no
+// grammar of their own.
+#include "rfc822/address_list.h"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "rfc822/cursor.h"
+#include "text/ascii.h"
+#include "text/charset.h"
+#include "text/encoded_word.h"
+
+namespace brennox::rfc822 {
+namespace {
+
+// More recipients than any message has.
+constexpr std::size_t kMaxMailboxes = 100'000;
+// Parts of a display name that bare commas may divide: "Doe, John, Dr." has three.
+constexpr std::size_t kMaxNameParts = 4;
+
+enum class TokenKind : std::uint8_t { kWord, kQuoted, kComment, kAt, kAngle };
+
+struct Token {
+  TokenKind kind;
+  bool blankBefore;
+  // What stands between the delimiters, as it is.
+  std::string_view text;
+};
+
+// RFC 5322 section 3.2.3: these end an atom. A dot and a backslash do not: both are common in
+// names.
+bool endsWord(char c) {
+  return text::isSpace(c) || c == '(' || c == ')' || c == '<' || c == '>' || c == ',' || c == ';' ||
+         c == ':' || c == '@' || c == '"';
+}
+
+bool isBlankText(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), text::isSpace);
+}
+
+class ListParser {
+ public:
+  ListParser(std::string_view raw, std::string_view rawCharset, EncodedWords words, bool nested,
+             std::vector<Mailbox>& out)
+      : in_(raw), rawCharset_(rawCharset), words_(words), nested_(nested), out_(out) {}
+
+  void parse() {
+    while (!in_.atEnd() && out_.size() < kMaxMailboxes) {
+      token();
+    }
+    endEntry(false);
+    flushPending();
+  }
+
+ private:
+  void token() {
+    const char c = in_.peek();
+    switch (c) {
+      case ' ':
+      case '\t':
+      case '\r':
+      case '\n':
+        blank_ = true;
+        in_.skip();
+        return;
+      case ',':
+        in_.skip();
+        endEntry(true);
+        return;
+      case ';':
+        in_.skip();
+        endEntry(false);
+        flushPending();
+        return;
+      case ':':
+        colon();
+        return;
+      case '@':
+        add(TokenKind::kAt, in_.rest().substr(0, 1));
+        in_.skip();
+        return;
+      case '(':
+        comment();
+        return;
+      case '<':
+        angle();
+        return;
+      case '"':
+        quoted();
+        return;
+      case '>':
+      case ')':
+        in_.skip();
+        return;
+      default:
+        word();
+    }
+  }
+
+  void add(TokenKind kind, std::string_view text) {
+    tokens_.push_back({kind, blank_, text});
+    blank_ = false;
+  }
+
+  // After a group's name; elsewhere it is noise within an address.
+  void colon() {
+    const bool address = std::any_of(tokens_.begin(), tokens_.end(), [](const Token& token) {
+      return token.kind == TokenKind::kAt || token.kind == TokenKind::kAngle;
+    });
+    if (address) {
+      add(TokenKind::kWord, in_.rest().substr(0, 1));
+    } else {
+      flushPending();
+      tokens_.clear();
+    }
+    in_.skip();
+  }
+
+  // A comment that does not close is none: what follows it would be lost. From then on parentheses
+  // pair without nesting, which keeps the search linear.
+  void comment() {
+    if (flatComments_) {
+      const std::size_t close = in_.rest().find(')');
+      if (noMoreCloses_ || close == std::string_view::npos) {
+        noMoreCloses_ = true;
+        in_.skip();
+        return;
+      }
+      add(TokenKind::kComment, in_.rest().substr(1, close - 1));
+      in_.skip(close + 1);
+      return;
+    }
+    const Cursor::Checkpoint start = in_.checkpoint();
+    const std::string_view content = in_.comment();
+    const bool closed = in_.since(start).size() == content.size() + 2;
+    if (closed) {
+      add(TokenKind::kComment, content);
+      return;
+    }
+    in_.restore(start);
+    flatComments_ = true;
+    comment();
+  }
+
+  // The closing quote's distance from the cursor, which stands on the opening one; npos without
+  // one.
+  std::size_t closingQuote() {
+    if (noMoreQuotes_) {
+      return std::string_view::npos;
+    }
+    const std::string_view rest = in_.rest();
+    for (std::size_t i = 1; i < rest.size(); ++i) {
+      if (rest[i] == '\\') {
+        ++i;
+      } else if (rest[i] == '"') {
+        return i;
+      }
+    }
+    noMoreQuotes_ = true;
+    return std::string_view::npos;
+  }
+
+  void quoted() {
+    const std::size_t close = closingQuote();
+    if (close == std::string_view::npos) {
+      in_.skip();
+      return;
+    }
+    add(TokenKind::kQuoted, in_.rest().substr(1, close - 1));
+    in_.skip(close + 1);
+  }
+
+  // An encoded-word may hold what would end a word: senders encode too little.
+  void word() {
+    const Cursor::Checkpoint start = in_.checkpoint();
+    while (!in_.atEnd() && !endsWord(in_.peek())) {
+      const std::size_t length = encodedWordLength();
+      if (length != 0) {
+        in_.skip(length);
+      } else if (in_.peek() == '[') {
+        domainLiteral();
+      } else {
+        in_.skip();
+      }
+    }
+    add(TokenKind::kWord, in_.since(start));
+  }
+
+  void domainLiteral() {
+    const std::string_view rest = in_.rest();
+    constexpr std::size_t kMaxLiteral = 256;
+    const std::size_t close = rest.substr(0, kMaxLiteral).find_first_of("]<>,;\"");
+    in_.skip(close != std::string_view::npos && rest[close] == ']' ? close + 1 : 1);
+  }
+
+  // The length of an encoded-word without blanks at the cursor, else 0. It ends before another
+  // begins.
+  std::size_t encodedWordLength() const {
+    const std::string_view rest = in_.rest();
+    if (rest.substr(0, 2) != "=?" || words_ == EncodedWords::kKeep) {
+      return 0;
+    }
+    const std::size_t encoding = rest.find_first_of("? \t\r\n", 2);
+    if (encoding == std::string_view::npos || rest.size() - encoding < 5 || rest[encoding] != '?' ||
+        rest[encoding + 2] != '?') {
+      return 0;
+    }
+    std::size_t at = encoding + 3;
+    for (;;) {
+      at = rest.find_first_of("? \t\r\n", at);
+      if (at == std::string_view::npos || rest[at] != '?' || at + 1 == rest.size()) {
+        return 0;
+      }
+      if (rest[at + 1] == '=') {
+        return at + 2;
+      }
+      if (rest[at - 1] == '=') {
+        return 0;
+      }
+      ++at;
+    }
+  }
+
+  // What stands between angle brackets. A bracket that is not closed ends at the next separator,
+  // which only a route (RFC 5322 section 4.4) may contain.
+  void angle() {
+    while (in_.peek() == '<' || text::isSpace(in_.peek())) {
+      in_.skip();
+    }
+    const Cursor::Checkpoint start = in_.checkpoint();
+    const bool route = in_.peek() == '@';
+    while (!in_.atEnd()) {
+      const char c = in_.peek();
+      if (c == '>' || c == '<' || ((c == ',' || c == ';') && !route)) {
+        break;
+      }
+      if (c == '"') {
+        const std::size_t close = closingQuote();
+        in_.skip(close == std::string_view::npos ? 1 : close + 1);
+      } else if (c == '(' && !flatComments_) {
+        const Cursor::Checkpoint before = in_.checkpoint();
+        const std::string_view content = in_.comment();
+        if (in_.since(before).size() != content.size() + 2) {
+          in_.restore(before);
+          flatComments_ = true;
+          in_.skip();
+        }
+      } else {
+        in_.skip();
+      }
+    }
+    add(TokenKind::kAngle, in_.since(start));
+    in_.take('>');
+  }
+
+  // Without quoted pairs and line ends.
+  static void appendUnquoted(std::string_view text, std::string& out) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      if (text[i] == '\\' && i + 1 < text.size()) {
+        ++i;
+      }
+      if (text[i] != '\r' && text[i] != '\n') {
+        out += text[i];
+      }
+    }
+  }
+
+  std::string decoded(std::string_view raw) const {
+    std::string out;
+    if (words_ == EncodedWords::kKeep) {
+      return text::decodeRawText(raw, rawCharset_);
+    }
+    text::appendDecodedWords(raw, rawCharset_, out);
+    return out;
+  }
+
+  // The words of a display name, or of comments in its place.
+  std::string phrase(std::size_t first, std::size_t last, bool comments) const {
+    std::string raw;
+    for (std::size_t i = first; i < last; ++i) {
+      const Token& token = tokens_[i];
+      if ((token.kind == TokenKind::kComment) != comments || token.kind == TokenKind::kAngle) {
+        continue;
+      }
+      if (!raw.empty() && (token.blankBefore || comments)) {
+        raw += ' ';
+      }
+      if (token.kind == TokenKind::kQuoted || comments) {
+        appendUnquoted(token.text, raw);
+      } else {
+        raw += token.text;
+      }
+    }
+    std::string name = decoded(comments ? text::trimmed(raw) : std::string_view(raw));
+    return isBlankText(name) ? std::string() : name;
+  }
+
+  // The address of what stood between angle brackets or around an "@": white space and comments
+  // outside of quotes go, and so does a route.
+  std::string address(std::string_view raw) const {
+    std::string out;
+    bool inQuotes = false;
+    std::size_t depth = 0;
+    for (std::size_t i = 0; i < raw.size(); ++i) {
+      const char c = raw[i];
+      if (c == '\\' && i + 1 < raw.size()) {
+        if (depth == 0) {
+          out += c;
+          out += raw[i + 1];
+        }
+        ++i;
+      } else if (inQuotes) {
+        inQuotes = c != '"';
+        if (c != '\r' && c != '\n') {
+          out += c;
+        }
+      } else if (c == '(') {
+        ++depth;
+      } else if (c == ')' && depth > 0) {
+        --depth;
+      } else if (depth == 0 && !text::isSpace(c)) {
+        inQuotes = c == '"';
+        out += c;
+      }
+    }
+    if (!out.empty() && out.front() == '@') {
+      const std::size_t colon = out.rfind(':');
+      if (colon != std::string::npos) {
+        out.erase(0, colon + 1);
+      }
+    }
+    if (words_ == EncodedWords::kDecode && text::needsEncodedWords(out)) {
+      return text::decodeWords(out, rawCharset_);
+    }
+    return text::isAscii(out) ? out : text::decodeRawText(out, rawCharset_);
+  }
+
+  void emit(std::string name, std::string address) {
+    if (!name.empty() || !address.empty()) {
+      out_.push_back({std::move(name), std::move(address)});
+    }
+  }
+
+  void endEntry(bool comma) {
+    blank_ = false;
+    const auto has = [this](TokenKind kind) {
+      return std::any_of(tokens_.begin(), tokens_.end(),
+                         [kind](const Token& token) { return token.kind == kind; });
+    };
+    if (has(TokenKind::kAngle)) {
+      endWithAngle();
+    } else if (has(TokenKind::kAt)) {
+      flushPending();
+      endWithAt();
+    } else if (!tokens_.empty()) {
+      endWithNeither(comma, has(TokenKind::kComment));
+    }
+    tokens_.clear();
+  }
+
+  void endWithAngle() {
+    std::size_t last = tokens_.size() - 1;
+    while (tokens_[last].kind != TokenKind::kAngle) {
+      --last;
+    }
+    std::size_t start = 0;
+    for (std::size_t i = 0; i <= last; ++i) {
+      if (tokens_[i].kind != TokenKind::kAngle) {
+        continue;
+      }
+      const std::size_t end = i == last ? tokens_.size() : i;
+      std::string name = phrase(start, i, false);
+      if (start == 0) {
+        name = joinPending(std::move(name));
+      }
+      if (name.empty()) {
+        name = phrase(i, end, false);
+      }
+      if (name.empty()) {
+        name = phrase(start, end, true);
+      }
+      emit(std::move(name), address(tokens_[i].text));
+      start = i + 1;
+    }
+  }
+
+  // The tokens that make up the address around the "@" at `at`: words that dots or nothing divide.
+  std::pair<std::size_t, std::size_t> extent(std::size_t at, std::size_t floor) const {
+    std::size_t first = at;
+    if (first > floor && isPart(first - 1)) {
+      --first;
+      while (first > floor && isPart(first - 1) &&
+             (!tokens_[first].blankBefore || startsWith(first, '.') || endsWith(first - 1, '.'))) {
+        --first;
+      }
+    }
+    std::size_t end = at + 1;
+    if (end < tokens_.size() && isPart(end)) {
+      ++end;
+      while (end < tokens_.size() &&
+             ((isPart(end) &&
+               (!tokens_[end].blankBefore || startsWith(end, '.') || endsWith(end - 1, '.'))) ||
+              (tokens_[end].kind == TokenKind::kAt && !tokens_[end].blankBefore))) {
+        ++end;
+      }
+    }
+    return {first, end};
+  }
+
+  bool isPart(std::size_t i) const {
+    return tokens_[i].kind == TokenKind::kWord || tokens_[i].kind == TokenKind::kQuoted;
+  }
+  bool startsWith(std::size_t i, char c) const {
+    return tokens_[i].kind == TokenKind::kWord && tokens_[i].text.front() == c;
+  }
+  bool endsWith(std::size_t i, char c) const {
+    return tokens_[i].kind == TokenKind::kWord && tokens_[i].text.back() == c;
+  }
+
+  void endWithAt() {
+    // Comments stand anywhere: looked at on their own, they do not divide an address.
+    std::vector<Token> comments;
+    std::vector<Token> others;
+    for (const Token& token : tokens_) {
+      (token.kind == TokenKind::kComment ? comments : others).push_back(token);
+    }
+    tokens_ = std::move(others);
+    std::size_t start = 0;
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < tokens_.size(); ++i) {
+      if (tokens_[i].kind != TokenKind::kAt) {
+        continue;
+      }
+      const auto [first, end] = extent(i, start);
+      std::string raw;
+      for (std::size_t k = first; k < end; ++k) {
+        if (tokens_[k].kind == TokenKind::kQuoted) {
+          raw += '"';
+          raw += tokens_[k].text;
+          raw += '"';
+        } else {
+          raw += tokens_[k].text;
+        }
+      }
+      emit(phrase(start, first, false), address(raw));
+      ++count;
+      start = end;
+      i = end - 1;
+    }
+    if (out_.empty() || count == 0 || !out_.back().name.empty()) {
+      return;
+    }
+    out_.back().name = phrase(start, tokens_.size(), false);
+    if (out_.back().name.empty() && !comments.empty()) {
+      tokens_ = std::move(comments);
+      out_.back().name = phrase(0, tokens_.size(), true);
+    }
+  }
+
+  // Words alone: part of a name that a bare comma divides, an address that was encoded whole, a
+  // mailbox without domain, or a name whose address is missing.
+  void endWithNeither(bool comma, bool comments) {
+    std::string text = phrase(0, tokens_.size(), false);
+    const bool encoded = std::all_of(tokens_.begin(), tokens_.end(), [](const Token& token) {
+      return token.kind == TokenKind::kQuoted || token.text.substr(0, 2) == "=?";
+    });
+    if (encoded && !nested_ && text.find('@') != std::string::npos) {
+      flushPending();
+      ListParser(text, rawCharset_, EncodedWords::kKeep, true, out_).parse();
+      return;
+    }
+    if (comments) {
+      flushPending();
+      std::string comment = phrase(0, tokens_.size(), true);
+      if (!text.empty()) {
+        emit(std::move(comment), std::move(text));
+      }
+      return;
+    }
+    if (text.empty()) {
+      return;
+    }
+    if (pending_.size() == kMaxNameParts) {
+      emitBare(std::move(pending_.front()));
+      pending_.erase(pending_.begin());
+    }
+    pending_.push_back(std::move(text));
+    if (!comma) {
+      flushPending();
+    }
+  }
+
+  std::string joinPending(std::string name) {
+    if (pending_.empty()) {
+      return name;
+    }
+    // "root, <j@x>" is a mailbox and an address; "John Doe, <j@x>" is a name with a stray comma.
+    if (name.empty() && pending_.back().find(' ') == std::string::npos) {
+      flushPending();
+      return name;
+    }
+    std::string joined;
+    for (const std::string& part : pending_) {
+      joined += part;
+      joined += ", ";
+    }
+    pending_.clear();
+    if (name.empty()) {
+      joined.resize(joined.size() - 2);
+    }
+    return joined + name;
+  }
+
+  void flushPending() {
+    for (std::string& part : pending_) {
+      emitBare(std::move(part));
+    }
+    pending_.clear();
+  }
+
+  void emitBare(std::string text) {
+    if (text.find(' ') == std::string::npos) {
+      emit({}, std::move(text));
+    } else {
+      emit(std::move(text), {});
+    }
+  }
+
+  Cursor in_;
+  std::string_view rawCharset_;
+  EncodedWords words_;
+  bool nested_;  // already inside of an address list that was encoded whole
+  std::vector<Mailbox>& out_;
+  std::vector<Token> tokens_;
+  std::vector<std::string> pending_;  // entries that may be the beginning of a name
+  bool blank_ = false;
+  bool noMoreQuotes_ = false;
+  bool noMoreCloses_ = false;
+  bool flatComments_ = false;
+};
+
+}  // namespace
+
+void parseAddressList(std::string_view raw, std::string_view rawCharset, EncodedWords words,
+                      std::vector<Mailbox>& out) {
+  ListParser(raw, rawCharset, words, false, out).parse();
+}
+
+}  // namespace brennox::rfc822
