@@ -6,6 +6,10 @@
 
 #include <stdexcept>
 
+#include "imap/body_structure.h"
+#include "imap/envelope.h"
+#include "imap/fetched_text.h"
+
 namespace brennox {
 
 IMAPMessage::IMAPMessage() = default;
@@ -26,7 +30,23 @@ IMAPMessage::IMAPMessage(IMAPMessage* other) {
   session_ = other->session_;
 }
 
+void IMAPMessage::setFetched(imap::FetchedText* text, bool header, bool structure) {
+  if (header) {
+    header_ = static_cast<Object*>(text);
+  }
+  if (structure) {
+    mainPart_ = static_cast<Object*>(text);
+  }
+}
+
 MessageHeader* IMAPMessage::header() {
+  if (const auto* const text = dynamic_cast<imap::FetchedText*>(header_.get())) {
+    const Ref<MessageHeader> header = imap::headerOf(text->envelope(), text->fields());
+    if (text->internalDate() != -1) {
+      header->setReceivedDate(text->internalDate());
+    }
+    header_ = static_cast<Object*>(header.get());
+  }
   return static_cast<MessageHeader*>(header_.get());
 }
 
@@ -35,6 +55,10 @@ void IMAPMessage::setHeader(MessageHeader* header) {
 }
 
 IMAPPart* IMAPMessage::mainPart() {
+  if (const auto* const text = dynamic_cast<imap::FetchedText*>(mainPart_.get())) {
+    const Ref<IMAPPart> part = imap::parseBodyStructure(text->structure());
+    mainPart_ = static_cast<Object*>(part.get());
+  }
   return static_cast<IMAPPart*>(mainPart_.get());
 }
 

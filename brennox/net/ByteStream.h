@@ -17,6 +17,9 @@ class ByteStream {
   // error() then says why, ErrorConnection for an orderly end.
   virtual std::size_t read(char* out, std::size_t size) = 0;
 
+  // Reads what is there without waiting; 0 may mean that there is nothing yet (no error then).
+  virtual std::size_t readNow(char* /*out*/, std::size_t /*size*/) { return 0; }
+
   // Writes all of it; false on failure.
   virtual bool write(std::string_view bytes) = 0;
 

@@ -13,18 +13,30 @@ constexpr std::size_t kBufferSize = 128 * 1024;
 
 LineReader::LineReader(ByteStream& stream) : stream_(stream), buffer_(new char[kBufferSize]) {}
 
-bool LineReader::fill() {
+void LineReader::makeRoom() {
   if (start_ == end_) {
     start_ = end_ = 0;
   }
-  if (end_ == kBufferSize) {
+  if (end_ == kBufferSize && start_ > 0) {
     std::memmove(buffer_.get(), buffer_.get() + start_, end_ - start_);
     end_ -= start_;
     start_ = 0;
   }
+}
+
+// Only called when nothing, or less than the buffer holds, is ahead.
+bool LineReader::fill() {
+  makeRoom();
   const std::size_t count = stream_.read(buffer_.get() + end_, kBufferSize - end_);
   end_ += count;
   return count > 0;
+}
+
+void LineReader::readAhead() {
+  makeRoom();
+  if (end_ < kBufferSize) {
+    end_ += stream_.readNow(buffer_.get() + end_, kBufferSize - end_);
+  }
 }
 
 bool LineReader::line(std::string* line, std::size_t limit, bool* bareLineFeed) {

@@ -41,11 +41,14 @@ class LineReader {
 
   // What has been read ahead, without waiting.
   std::string_view buffered() const noexcept { return {buffer_.get() + start_, end_ - start_}; }
+  // Reads ahead what is there, without waiting. Notices a connection that has ended.
+  void readAhead();
   // Forgets what has been read ahead.
   void clear() noexcept { start_ = end_ = 0; }
 
  private:
   bool fill();
+  void makeRoom();
 
   ByteStream& stream_;
   std::unique_ptr<char[]> buffer_;

@@ -13,13 +13,11 @@ constexpr std::int64_t kDefaultTimeout = 30;
 constexpr std::int64_t kMaxTimeout = 24 * 60 * 60;
 // What a server may say before the first command, all lines together.
 constexpr std::size_t kMaxHeard = 64 * 1024;
-// Strict GOST mode, an option of the curl face (a long one).
-constexpr auto kStrictGost = static_cast<CURLoption>(289);
 // zlib counts in 32 bits.
 constexpr std::size_t kMaxCompressAtOnce = std::size_t{1} << 30;
 
-CURL* handleOf(void* handle) {
-  return handle;
+cpcurl::Easy* handleOf(void* handle) {
+  return static_cast<cpcurl::Easy*>(handle);
 }
 
 // A host name goes into a URL: nothing in it may end the host.
@@ -110,7 +108,7 @@ void Stream::resetCancel() {
 void Stream::close() {
   if (handle_ != nullptr) {
     const platform::BrokenPipeGuard quiet;
-    curl_easy_cleanup(handleOf(handle_));
+    cpcurl::easy_cleanup(handleOf(handle_));
     handle_ = nullptr;
   }
   deflate_.reset();
@@ -200,47 +198,46 @@ ErrorCode Stream::open(const Endpoint& endpoint) {
   }
 
   const platform::BrokenPipeGuard quiet;
-  CURL* const handle = curl_easy_init();
+  cpcurl::Easy* const handle = cpcurl::easy_init();
   if (handle == nullptr) {
     return error_ = ErrorConnection;
   }
   handle_ = handle;
-  curl_easy_setopt(handle, CURLOPT_URL, urlOf(endpoint).c_str());
-  curl_easy_setopt(handle, CURLOPT_PORT, static_cast<long>(endpoint.port));
-  curl_easy_setopt(handle, CURLOPT_CONNECT_ONLY, 1L);
-  // Signals are ours (BrokenPipeGuard), time-outs need none.
-  curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(handle, CURLOPT_TCP_NODELAY, 1L);
-  curl_easy_setopt(handle, CURLOPT_TCP_KEEPALIVE, 1L);
+  const std::string url = urlOf(endpoint);
+  cpcurl::easy_setopt(handle, CURLOPT_URL, url.c_str());
+  cpcurl::easy_setopt(handle, CURLOPT_PORT, static_cast<long>(endpoint.port));
+  cpcurl::easy_setopt(handle, CURLOPT_CONNECT_ONLY, 1L);
+  cpcurl::easy_setopt(handle, CURLOPT_TCP_NODELAY, 1L);
+  cpcurl::easy_setopt(handle, CURLOPT_TCP_KEEPALIVE, 1L);
   // The first bounds TCP and TLS, the second a server that connects and never greets.
-  curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeout_.count()));
-  curl_easy_setopt(handle, CURLOPT_TIMEOUT_MS, static_cast<long>(timeout_.count()));
-  curl_easy_setopt(
+  cpcurl::easy_setopt(handle, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(timeout_.count()));
+  cpcurl::easy_setopt(handle, CURLOPT_TIMEOUT_MS, static_cast<long>(timeout_.count()));
+  cpcurl::easy_setopt(
       handle, CURLOPT_USE_SSL,
       static_cast<long>(endpoint.connectionType == ConnectionTypeStartTLS ? CURLUSESSL_ALL
                                                                           : CURLUSESSL_NONE));
-  curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, endpoint.checkCertificate ? 1L : 0L);
-  curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, endpoint.checkCertificate ? 2L : 0L);
-  curl_easy_setopt(handle, CURLOPT_HEADERFUNCTION, &Callbacks::header);
-  curl_easy_setopt(handle, CURLOPT_HEADERDATA, this);
-  curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, &Callbacks::body);
-  curl_easy_setopt(handle, CURLOPT_OPENSOCKETFUNCTION, &Callbacks::openSocket);
-  curl_easy_setopt(handle, CURLOPT_OPENSOCKETDATA, this);
-  curl_easy_setopt(handle, CURLOPT_CLOSESOCKETFUNCTION, &Callbacks::closeSocket);
-  curl_easy_setopt(handle, CURLOPT_CLOSESOCKETDATA, this);
-  curl_easy_setopt(handle, CURLOPT_XFERINFOFUNCTION, &Callbacks::progress);
-  curl_easy_setopt(handle, CURLOPT_XFERINFODATA, this);
-  curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);
+  cpcurl::easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, endpoint.checkCertificate ? 1L : 0L);
+  cpcurl::easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, endpoint.checkCertificate ? 2L : 0L);
+  cpcurl::easy_setopt(handle, CURLOPT_HEADERFUNCTION, &Callbacks::header);
+  cpcurl::easy_setopt(handle, CURLOPT_HEADERDATA, this);
+  cpcurl::easy_setopt(handle, CURLOPT_WRITEFUNCTION, &Callbacks::body);
+  cpcurl::easy_setopt(handle, CURLOPT_OPENSOCKETFUNCTION, &Callbacks::openSocket);
+  cpcurl::easy_setopt(handle, CURLOPT_OPENSOCKETDATA, this);
+  cpcurl::easy_setopt(handle, CURLOPT_CLOSESOCKETFUNCTION, &Callbacks::closeSocket);
+  cpcurl::easy_setopt(handle, CURLOPT_CLOSESOCKETDATA, this);
+  cpcurl::easy_setopt(handle, CURLOPT_XFERINFOFUNCTION, &Callbacks::progress);
+  cpcurl::easy_setopt(handle, CURLOPT_XFERINFODATA, this);
+  cpcurl::easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);
   CURLcode code = CURLE_OK;
   if (endpoint.strictGost) {
-    code = curl_easy_setopt(handle, kStrictGost, 1L);
+    code = cpcurl::easy_setopt(handle, cpcurl::kOptionStrictGost, 1L);
   }
   if (code == CURLE_OK) {
-    code = curl_easy_perform(handle);
+    code = cpcurl::easy_perform(handle);
   }
   if (code == CURLE_OK) {
     curl_socket_t active = CURL_SOCKET_BAD;
-    code = curl_easy_getinfo(handle, CURLINFO_ACTIVESOCKET, &active);
+    code = cpcurl::easy_getinfo(handle, CURLINFO_ACTIVESOCKET, &active);
     if (code == CURLE_OK && active == CURL_SOCKET_BAD) {
       code = CURLE_COULDNT_CONNECT;
     }
@@ -280,7 +277,7 @@ std::size_t Stream::readRaw(char* out, std::size_t size) {
   const Clock::time_point deadline = Clock::now() + timeout_;
   while (error_ == ErrorNone && handle_ != nullptr) {
     std::size_t count = 0;
-    const CURLcode code = curl_easy_recv(handleOf(handle_), out, size, &count);
+    const CURLcode code = cpcurl::easy_recv(handleOf(handle_), out, size, &count);
     if (code == CURLE_OK && count > 0) {
       return count;
     }
@@ -302,7 +299,7 @@ bool Stream::writeRaw(std::string_view bytes) {
       return true;
     }
     std::size_t count = 0;
-    const CURLcode code = curl_easy_send(handleOf(handle_), bytes.data(), bytes.size(), &count);
+    const CURLcode code = cpcurl::easy_send(handleOf(handle_), bytes.data(), bytes.size(), &count);
     if (code == CURLE_OK && count > 0) {
       bytes.remove_prefix(count);
       deadline = Clock::now() + timeout_;
@@ -318,9 +315,33 @@ bool Stream::writeRaw(std::string_view bytes) {
   return false;
 }
 
-bool Stream::isReadable() {
-  return handle_ != nullptr && error_ == ErrorNone &&
-         platform::waitForSocket(socket_, true, false, 0) != platform::Wait::kTimedOut;
+std::size_t Stream::readNow(char* out, std::size_t size) {
+  std::size_t count = 0;
+  if (error_ != ErrorNone || handle_ == nullptr) {
+    return 0;
+  }
+  if (deflate_ != nullptr) {
+    count = deflate_->decompress(out, size);
+    if (count > 0) {
+      return count;
+    }
+    out = deflate_->input();
+    size = std::min(size, deflate_->inputSize());
+  }
+  const CURLcode code = cpcurl::easy_recv(handleOf(handle_), out, size, &count);
+  if (code == CURLE_AGAIN) {
+    return 0;
+  }
+  if (code != CURLE_OK || count == 0) {
+    fail(isCancelled() ? ErrorCancelled : ErrorConnection);
+    return 0;
+  }
+  if (deflate_ != nullptr) {
+    // Whoever asked gets it with the next read.
+    deflate_->filled(count);
+    return 0;
+  }
+  return count;
 }
 
 std::size_t Stream::read(char* out, std::size_t size) {

@@ -56,10 +56,12 @@ class Stream final : public ByteStream {
   bool isCancelled() const noexcept { return cancelled_.load(); }
 
   std::size_t read(char* out, std::size_t size) override;
+  std::size_t readNow(char* out, std::size_t size) override;
   bool write(std::string_view bytes) override;
 
-  // True when bytes, or the end of the connection, can be read without waiting.
-  bool isReadable();
+  // For the rest of this connection; open() sets it anew.
+  void setTimeout(std::chrono::milliseconds timeout) noexcept { timeout_ = timeout; }
+  std::chrono::milliseconds timeout() const noexcept { return timeout_; }
 
   // The lines that the server sent while connecting, without line ends. The greeting is the first
   // of them; what was said in the clear before STARTTLS succeeded is not among the others.

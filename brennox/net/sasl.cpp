@@ -8,8 +8,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "text/base64.h"
-
 namespace brennox::net {
 namespace {
 
@@ -210,9 +208,17 @@ class TokenClient final : public SaslClient {
     message += "auth=Bearer ";
     message += credentials_.token;
     message += "\1\1";
-    answer->resize(text::base64EncodedLength(message.size()));
-    text::base64Encode(message, answer->data());
+    char* encoded = nullptr;
+    std::size_t length = 0;
+    const bool fits =
+        gsasl_base64_to(message.data(), message.size(), &encoded, &length) == GSASL_OK;
     wipe(&message);
+    if (!fits) {
+      return Step::kFailed;
+    }
+    answer->assign(encoded, length);
+    OPENSSL_cleanse(encoded, length);
+    gsasl_free(encoded);
     return Step::kDone;
   }
 

@@ -9,6 +9,11 @@
 
 namespace brennox {
 
+namespace imap {
+class FetchedText;
+class MessageList;
+}  // namespace imap
+
 class Array;
 class HTMLRendererIMAPCallback;
 class HTMLRendererTemplateCallback;
@@ -59,12 +64,17 @@ class BRENNOX_EXPORT IMAPMessage : public Object {
   const char* className() const override { return "IMAPMessage"; }
 
  private:
+  friend class imap::MessageList;
+  // Takes the server's words, which are read when the header or the parts are asked for.
+  void setFetched(imap::FetchedText* text, bool header, bool structure);
+
   std::uint64_t modSeqValue_ = 0;
   std::uint32_t sequenceNumber_ = 0;
   std::uint32_t uid_ = 0;
   std::uint32_t size_ = 0;
   MessageFlag flags_ = MessageFlagNone;
   MessageFlag originalFlags_ = MessageFlagNone;
+  // Each is what it is named after, or the text to read it from.
   Ref<Object> header_;
   Ref<Object> mainPart_;
   Ref<Object> session_;

@@ -58,7 +58,9 @@ class BRENNOX_EXPORT IMAPSession : public Object {
   // Connection.
   virtual void connectIfNeeded(ErrorCode* error);
   virtual void loginIfNeeded(ErrorCode* error);
+  // Waits for running and queued operations, then says goodbye.
   virtual void disconnect();
+  // Also true when the server has ended the connection meanwhile.
   virtual bool isDisconnected();
   // Ends a running operation of another thread with ErrorCancelled.
   virtual void cancel();
@@ -101,6 +103,10 @@ class BRENNOX_EXPORT IMAPSession : public Object {
                                      IMAPProgressCallback* progress, ErrorCode* error);
   // The content of one part, transfer encoding removed.
   virtual Data* fetchPartByUID(String* folder, unsigned int uid, IMAPPart* part, ErrorCode* error);
+  // The contents of several parts in one round trip: a map from part ID to Data, without those that
+  // the server does not have.
+  virtual HashMap* fetchPartsByUID(String* folder, unsigned int uid, Array* parts,
+                                   ErrorCode* error);
   virtual IMAPSyncResult* syncMessagesByUID(String* folder, IMAPMessagesRequestKind kind,
                                             IndexSet* uids, std::uint64_t modSequence,
                                             IMAPProgressCallback* progress, ErrorCode* error);
@@ -121,6 +127,9 @@ class BRENNOX_EXPORT IMAPSession : public Object {
 
  private:
   struct State;
+  class Operation;
+  Data* fetchMessage(String* folder, unsigned int number, bool byUid,
+                     IMAPProgressCallback* progress, ErrorCode* error);
   std::unique_ptr<State> state_;
 };
 

@@ -1,0 +1,142 @@
+#include "imap/MessageList.h"
+
+#include <brennox/IMAPSession.h>
+
+#include <algorithm>
+
+namespace brennox::imap {
+namespace {
+
+constexpr unsigned int kMaxMessages = 20000000;
+// Telling of every message would cost more than reading it.
+constexpr unsigned int kReportEvery = 100;
+// No message has this UID or one beyond it.
+constexpr std::uint64_t kMaxUid = 0xFFFFFFFE;
+
+}  // namespace
+
+MessageList::MessageList(Connection& connection, const FetchRequest& request)
+    : connection_(connection), request_(request) {}
+
+bool MessageList::data(std::uint32_t number, std::string_view name, WireReader& reader) {
+  if (sameKeyword(name, "FETCH")) {
+    fetched(number, reader);
+    return true;
+  }
+  if (request_.sync && sameKeyword(name, "VANISHED")) {
+    const bool earlier = reader.peek() == '(';
+    if (earlier) {
+      readVanished(reader);
+    }
+    return earlier;
+  }
+  return false;
+}
+
+bool MessageList::isWanted(std::uint32_t key) const {
+  return key != 0 && (request_.set == nullptr || request_.set->containsIndex(key));
+}
+
+void MessageList::fetched(std::uint32_t number, WireReader& reader) {
+  items_ = FetchItems();
+  readFetchItems(reader, &items_);
+  connection_.sawUid(items_.uid.value_or(0));
+  const std::uint32_t key = request_.byUid ? items_.uid.value_or(0) : number;
+  if (!isWanted(key)) {
+    return;
+  }
+  IMAPMessage* const message = messageFor(key);
+  if (message == nullptr) {
+    return;
+  }
+  message->setSequenceNumber(number);
+  if (items_.uid) {
+    message->setUid(*items_.uid);
+  }
+  if (items_.flags) {
+    message->setFlags(*items_.flags);
+    message->setOriginalFlags(*items_.flags);
+  }
+  if (items_.size) {
+    message->setSize(*items_.size);
+  }
+  if (items_.modSeq) {
+    message->setModSeqValue(*items_.modSeq);
+  }
+  std::string fields;
+  for (const auto& [section, text] : items_.sections) {
+    fields += text.nil ? std::string() : text.str();
+  }
+  const bool hasHeader = !items_.envelope.empty() || !fields.empty() || items_.internalDate != -1;
+  if (hasHeader || !items_.structure.empty()) {
+    const auto text =
+        make<FetchedText>(&store_, items_.envelope, items_.structure, fields, items_.internalDate);
+    message->setFetched(text.get(), hasHeader, !items_.structure.empty());
+  }
+}
+
+IMAPMessage* MessageList::messageFor(std::uint32_t key) {
+  if (ascending_ && key > lastKey_) {
+    lastKey_ = key;
+  } else {
+    if (ascending_) {
+      // Only now is a way back to the earlier ones needed.
+      ascending_ = false;
+      for (unsigned int i = 0; i < messages_->count(); ++i) {
+        auto* const message = messages_->at<IMAPMessage>(i);
+        positions_[request_.byUid ? message->uid() : message->sequenceNumber()] = i;
+      }
+    }
+    const auto found = positions_.find(key);
+    if (found != positions_.end()) {
+      return messages_->at<IMAPMessage>(found->second);
+    }
+    positions_[key] = messages_->count();
+  }
+  if (messages_->count() >= kMaxMessages) {
+    connection_.stream().fail(ErrorLimitExceeded);
+    return nullptr;
+  }
+  const Ref<IMAPMessage> message = make<IMAPMessage>();
+  message->setSession(request_.session);
+  messages_->addObject(message.get());
+  if (messages_->count() % kReportEvery == 0) {
+    report();
+  }
+  return message.get();
+}
+
+void MessageList::readVanished(WireReader& reader) {
+  std::vector<std::string_view> tags;
+  std::vector<Range> ranges;
+  if (!reader.flagList(&tags) || !reader.space() || !reader.sequenceSet(&ranges)) {
+    return;
+  }
+  // A server may name every UID that has no message, up to the largest there is. Callers count
+  // through the set, so it ends where the folder's UIDs end.
+  const SelectedFolder* const folder = connection_.selected();
+  const std::uint64_t end =
+      folder != nullptr && folder->uidNext > 1 ? folder->uidNext - 1 : kMaxUid;
+  for (const Range& range : ranges) {
+    const std::uint64_t last = std::min(RangeRightBound(range), std::min(end, kMaxUid));
+    if (range.location <= last) {
+      vanished_->addRange(RangeMake(range.location, last - range.location));
+    }
+  }
+}
+
+void MessageList::report() {
+  if (request_.progress != nullptr) {
+    const SelectedFolder* const folder = connection_.selected();
+    request_.progress->itemsProgress(request_.session, messages_->count(),
+                                     folder == nullptr ? 0 : folder->exists);
+  }
+}
+
+void MessageList::finish() {
+  if (messages_->count() % kReportEvery != 0) {
+    report();
+  }
+}
+
+}  // namespace brennox::imap
