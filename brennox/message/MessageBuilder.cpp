@@ -1,12 +1,44 @@
+// Puts the parts of a message into a tree no deeper than they need:
+//
+//   multipart/mixed                     with attachments beside a body
+//     multipart/related                 with related attachments and an HTML body
+//       multipart/alternative           with a plain and an HTML body
+//         text/plain, text/html
+//       related attachments
+//     attachments
+//
+// and has mime write it, message protect it if that was asked for.
+#include <brennox/Address.h>
 #include <brennox/Array.h>
 #include <brennox/Attachment.h>
 #include <brennox/MessageBuilder.h>
 #include <brennox/MessageHeader.h>
 #include <brennox/String.h>
 
-#include <stdexcept>
+#include <ctime>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "message/protect.h"
+#include "mime/writer.h"
+#include "rfc822/header_writer.h"
+#include "rfc822/message_id.h"
 
 namespace brennox {
+
+namespace {
+
+// What tells one message from another. Kept from one reading to the next, so that the bytes are
+// the same as long as nothing changes.
+struct Identity {
+  std::string messageID;
+  std::time_t date;
+  std::string boundarySeed;
+};
+
+}  // namespace
 
 struct MessageBuilder::State {
   Ref<MessageHeader> header;
@@ -20,6 +52,7 @@ struct MessageBuilder::State {
   Ref<Array> recipientsCertificates;
   Ref<String> keyUsagePolicy;
   Ref<String> tempFolder;
+  std::optional<Identity> identity;
 };
 
 namespace {
@@ -36,6 +69,96 @@ void append(Ref<Array>& list, Attachment* attachment) {
   list->addObject(attachment);
 }
 
+using mime::Disposition;
+using mime::OutgoingEntity;
+using mime::WriteOptions;
+
+std::string_view domainOf(std::string_view mailbox) {
+  const std::size_t at = mailbox.rfind('@');
+  return at == std::string_view::npos ? std::string_view() : mailbox.substr(at + 1);
+}
+
+bool hasUsableMessageID(MessageHeader* header) {
+  std::string field;
+  rfc822::writeMessageID("Message-ID", textOf(header->messageID()), field);
+  return !field.empty();
+}
+
+// The fields of the message itself; those of its body belong to the entity.
+std::string messageFields(MessageHeader* header, const Identity& identity) {
+  std::string fields;
+  if (header->date() == -1) {
+    rfc822::writeDate("Date", identity.date, fields);
+  }
+  if (!hasUsableMessageID(header)) {
+    rfc822::writeMessageID("Message-ID", identity.messageID, fields);
+  }
+  rfc822::writeHeader(header, fields);
+  fields += "MIME-Version: 1.0\r\n";
+  return fields;
+}
+
+void appendAttachments(Array* attachments, Disposition disposition, const WriteOptions& options,
+                       std::vector<OutgoingEntity>& parts) {
+  for (unsigned int i = 0; attachments != nullptr && i < attachments->count(); ++i) {
+    auto* const attachment = dynamic_cast<Attachment*>(attachments->objectAtIndex(i));
+    if (attachment != nullptr) {
+      const bool isInline = attachment->isInlineAttachment() && !attachment->isAttachment();
+      parts.push_back(mime::attachmentEntity(
+          attachment, isInline ? Disposition::Inline : disposition, options));
+    }
+  }
+}
+
+// Whether an attachment can be the whole of a message: one that is a message itself would be taken
+// for it.
+bool canStandAlone(Attachment* attachment) {
+  return attachment != nullptr && !textOf(attachment->mimeType()).starts_with("message/");
+}
+
+unsigned int countOf(Array* array) {
+  return array == nullptr ? 0 : array->count();
+}
+
+// An empty body is none; without either body and without attachments there is an empty plain one.
+OutgoingEntity compose(std::string_view plain, std::string_view html, Array* attachments,
+                       Array* related, bool isSigned) {
+  const unsigned int attachmentCount = countOf(attachments) + countOf(related);
+  const bool hasBody = !plain.empty() || !html.empty();
+  WriteOptions options;
+  options.isSigned = isSigned;
+  if (!hasBody && attachmentCount == 1) {
+    Array* const only = countOf(attachments) == 1 ? attachments : related;
+    options.standsAlone = canStandAlone(dynamic_cast<Attachment*>(only->objectAtIndex(0)));
+  } else {
+    options.standsAlone = attachmentCount == 0 && (plain.empty() || html.empty());
+  }
+
+  std::vector<OutgoingEntity> parts;
+  if (!plain.empty() || attachmentCount + html.size() == 0) {
+    parts.push_back(mime::textEntity(plain, "plain", options));
+  }
+  if (!html.empty()) {
+    parts.push_back(mime::textEntity(html, "html", options));
+  }
+  if (parts.size() == 2) {
+    OutgoingEntity alternative = mime::multipartEntity("alternative", std::move(parts));
+    parts = std::vector<OutgoingEntity>();
+    parts.push_back(std::move(alternative));
+  }
+  appendAttachments(related, Disposition::Inline, options, parts);
+  if (!html.empty() && countOf(related) > 0) {
+    OutgoingEntity group = mime::multipartEntity("related", std::move(parts));
+    parts = std::vector<OutgoingEntity>();
+    parts.push_back(std::move(group));
+  }
+  appendAttachments(attachments, Disposition::Attachment, options, parts);
+  if (parts.size() == 1 && (hasBody || options.standsAlone)) {
+    return std::move(parts.front());
+  }
+  return mime::multipartEntity("mixed", std::move(parts));
+}
+
 }  // namespace
 
 MessageBuilder::MessageBuilder() : state_(std::make_unique<State>()) {}
@@ -48,6 +171,7 @@ MessageHeader* MessageBuilder::header() {
 
 void MessageBuilder::setHeader(MessageHeader* header) {
   state_->header = header;
+  state_->identity.reset();
 }
 
 String* MessageBuilder::htmlBody() {
@@ -56,6 +180,7 @@ String* MessageBuilder::htmlBody() {
 
 void MessageBuilder::setHTMLBody(String* html) {
   state_->htmlBody = html;
+  state_->identity.reset();
 }
 
 String* MessageBuilder::textBody() {
@@ -64,6 +189,7 @@ String* MessageBuilder::textBody() {
 
 void MessageBuilder::setTextBody(String* text) {
   state_->textBody = text;
+  state_->identity.reset();
 }
 
 Array* MessageBuilder::attachments() {
@@ -72,10 +198,12 @@ Array* MessageBuilder::attachments() {
 
 void MessageBuilder::setAttachments(Array* attachments) {
   state_->attachments = ownList(attachments);
+  state_->identity.reset();
 }
 
 void MessageBuilder::addAttachment(Attachment* attachment) {
   append(state_->attachments, attachment);
+  state_->identity.reset();
 }
 
 Array* MessageBuilder::relatedAttachments() {
@@ -84,10 +212,12 @@ Array* MessageBuilder::relatedAttachments() {
 
 void MessageBuilder::setRelatedAttachments(Array* attachments) {
   state_->relatedAttachments = ownList(attachments);
+  state_->identity.reset();
 }
 
 void MessageBuilder::addRelatedAttachment(Attachment* attachment) {
   append(state_->relatedAttachments, attachment);
+  state_->identity.reset();
 }
 
 String* MessageBuilder::boundaryPrefix() {
@@ -96,15 +226,18 @@ String* MessageBuilder::boundaryPrefix() {
 
 void MessageBuilder::setBoundaryPrefix(String* prefix) {
   state_->boundaryPrefix = prefix;
+  state_->identity.reset();
 }
 
 void MessageBuilder::setSigningCertificate(String* certificate, String* second) {
   state_->signingCertificate = certificate;
   state_->signingSecond = second;
+  state_->identity.reset();
 }
 
 void MessageBuilder::setRecipientsCertificates(Array* certificates) {
   state_->recipientsCertificates = ownList(certificates);
+  state_->identity.reset();
 }
 
 String* MessageBuilder::keyUsagePolicy() {
@@ -113,6 +246,7 @@ String* MessageBuilder::keyUsagePolicy() {
 
 void MessageBuilder::setKeyUsagePolicy(String* policy) {
   state_->keyUsagePolicy = policy;
+  state_->identity.reset();
 }
 
 String* MessageBuilder::getTempFolder() {
@@ -124,7 +258,35 @@ void MessageBuilder::setTempFolder(String* path) {
 }
 
 Data* MessageBuilder::data() {
-  throw std::logic_error("Not implemented");
+  const State& state = *state_;
+  const Ref<MessageHeader> header = state.header ? state.header : make<MessageHeader>();
+  if (!state_->identity) {
+    Address* const from = header->from();
+    const std::string_view domain = domainOf(from == nullptr ? "" : textOf(from->mailbox()));
+    state_->identity =
+        Identity{rfc822::newMessageID(domain), std::time(nullptr), mime::newBoundarySeed()};
+  }
+
+  message::Protection protection;
+  protection.signer = state.signingCertificate.get();
+  protection.signerSecond = state.signingSecond.get();
+  protection.recipients = state.recipientsCertificates.get();
+  protection.keyUsagePolicy = state.keyUsagePolicy.get();
+  protection.tempFolder = state.tempFolder.get();
+  protection.sender = header->from() == nullptr ? nullptr : header->from()->mailbox();
+
+  OutgoingEntity content =
+      compose(textOf(state.textBody.get()), textOf(state.htmlBody.get()), state.attachments.get(),
+              state.relatedAttachments.get(), protection.isSigned());
+  const std::string stem = mime::assignBoundaries(content, textOf(state.boundaryPrefix.get()),
+                                                  state.identity->boundarySeed);
+  const std::string fields = messageFields(header.get(), *state.identity);
+  if (!protection.isSigned() && !protection.isEncrypted()) {
+    return mime::assemble(fields, content).autoreleased();
+  }
+  protection.boundaryStem = stem;
+  const Ref<Data> protectedEntity = message::protect(mime::assemble("", content), protection);
+  return mime::assemble(fields, protectedEntity->view()).autoreleased();
 }
 
 ErrorCode MessageBuilder::writeToFile(String* path) {

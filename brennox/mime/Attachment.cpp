@@ -1,10 +1,21 @@
 #include <brennox/Attachment.h>
 
-#include <stdexcept>
-
 #include "mime/mime_types.h"
+#include "text/charset.h"
 
 namespace brennox {
+
+namespace {
+
+Attachment* attachmentWithMarkup(const char* mimeType, String* text) {
+  auto* const attachment = makeAutoreleased<Attachment>();
+  attachment->setMimeType(String::uniquedStringWithUTF8Characters(mimeType));
+  attachment->setCharset(String::uniquedStringWithUTF8Characters("utf-8"));
+  attachment->setData(text == nullptr ? Data::data() : text->dataUsingUTF8());
+  return attachment;
+}
+
+}  // namespace
 
 Attachment::Attachment() = default;
 
@@ -30,18 +41,6 @@ Attachment* Attachment::attachmentWithData(String* filename, Data* data) {
   return attachment;
 }
 
-namespace {
-
-Attachment* attachmentWithMarkup(const char* mimeType, String* text) {
-  auto* const attachment = makeAutoreleased<Attachment>();
-  attachment->setMimeType(String::uniquedStringWithUTF8Characters(mimeType));
-  attachment->setCharset(String::uniquedStringWithUTF8Characters("utf-8"));
-  attachment->setData(text == nullptr ? Data::data() : text->dataUsingUTF8());
-  return attachment;
-}
-
-}  // namespace
-
 Attachment* Attachment::attachmentWithText(String* text) {
   return attachmentWithMarkup("text/plain", text);
 }
@@ -59,10 +58,11 @@ void Attachment::setData(Data* data) {
 }
 
 String* Attachment::decodedString() {
-  if (data() == nullptr) {
+  const Ref<Data> content = data();
+  if (!content) {
     return nullptr;
   }
-  throw std::logic_error("Not implemented");
+  return makeAutoreleased<String>(text::decodeText(content->view(), textOf(charset())));
 }
 
 Object* Attachment::copy() {

@@ -419,7 +419,9 @@ std::string parseParameterizedValue(std::string_view raw) {
 
 void appendParameter(std::string_view name, std::string_view value, std::size_t& column,
                      std::string& out) {
-  if (isPrintable(value)) {
+  // Readers decode encoded-words here, although none may stand here.
+  const bool isMisleading = value.find("=?") != std::string_view::npos;
+  if (isPrintable(value) && !isMisleading) {
     const std::string piece = std::string(name) + "=" + quotedText(value);
     if (piece.size() + 2 <= kMaxLine) {
       appendPiece(piece, column, out);
@@ -428,7 +430,7 @@ void appendParameter(std::string_view name, std::string_view value, std::size_t&
   }
   std::string repaired;
   text::appendRepairedUtf8(value, repaired);
-  const bool encode = !isPrintable(repaired);
+  const bool encode = isMisleading || !isPrintable(repaired);
   // In pieces that fit a line each, no character divided.
   std::vector<std::string> pieces(1);
   constexpr std::size_t kNumberRoom = 8;

@@ -13,8 +13,8 @@ class Attachment;
 class MessageHeader;
 class String;
 
-// Objects handed in are shared: what is changed in them later changes the message. Getters return
-// null where nothing is set.
+// Objects handed in are shared: what is changed in them later changes the message. Lists are
+// copied, their elements shared. Getters return null where nothing is set. An empty body is none.
 class BRENNOX_EXPORT MessageBuilder : public Object {
  public:
   MessageBuilder();
@@ -33,7 +33,8 @@ class BRENNOX_EXPORT MessageBuilder : public Object {
   virtual Array* relatedAttachments();
   virtual void setRelatedAttachments(Array* attachments);
   virtual void addRelatedAttachment(Attachment* attachment);
-  // Begins every boundary of the message; characters that a boundary may not have are left out.
+  // Begins every boundary of the message; characters that a boundary may not have are left out,
+  // and what would make it longer than allowed.
   virtual String* boundaryPrefix();
   virtual void setBoundaryPrefix(String* prefix);
 
@@ -47,8 +48,10 @@ class BRENNOX_EXPORT MessageBuilder : public Object {
   virtual String* getTempFolder();
   virtual void setTempFolder(String* path);
 
-  // The message as bytes, lines ended by CRLF. The same object until something changes. Never null;
-  // throws std::runtime_error when it cannot be built (a certificate that is not found, say).
+  // The message as bytes, lines ended by CRLF, made anew at each call. Equal bytes until something
+  // changes: a Message-ID and a Date that the header does not give, and the boundaries, stay until
+  // a setter is called. Never null; throws std::runtime_error when the message cannot be built (a
+  // certificate that is not found, say).
   virtual Data* data();
   // Builds and writes whole or not at all. Throws as data() does.
   virtual ErrorCode writeToFile(String* path);

@@ -1,0 +1,38 @@
+// Signing and encrypting (RFC 8551) of a message that is being built.
+#pragma once
+
+#include <brennox/Data.h>
+
+#include <string>
+#include <string_view>
+
+namespace brennox {
+
+class Array;
+class String;
+
+namespace message {
+
+// What a builder was told; pointers are borrowed and may be null.
+struct Protection {
+  String* signer = nullptr;        // null: do not sign
+  String* signerSecond = nullptr;  // password or private key
+  Array* recipients = nullptr;     // null or empty: do not encrypt
+  String* keyUsagePolicy = nullptr;
+  String* tempFolder = nullptr;
+  String* sender = nullptr;  // the mailbox of From
+  // For boundaries: never occurs in the entity, nor does anything that begins with it.
+  std::string boundaryStem;
+
+  bool isSigned() const { return signer != nullptr; }
+  bool isEncrypted() const;
+};
+
+// Wraps an entity (MIME fields, empty line, body; CRLF throughout) into the entity that takes its
+// place in the message, of the same form. The input was written with WriteOptions::isSigned where
+// it gets signed. Throws std::runtime_error with a text for the script when a certificate or key
+// cannot be used; nothing is ever left unsigned or unencrypted that was to be.
+Ref<Data> protect(const Ref<Data>& entity, const Protection& protection);
+
+}  // namespace message
+}  // namespace brennox
