@@ -1,0 +1,40 @@
+'use strict';
+// Builds a mail with an attachment and sends it.
+//
+//   node examples/send.js HOST USER PASSWORD TO [FILE]
+
+const fs = require('node:fs');
+const path = require('node:path');
+
+const { Attachment, ISMTPAsyncSession, MessageBuilder, MessageHeader } = require('..');
+const { ConnectionType } = require('../constants');
+
+const [hostname, username, password, to, file] = process.argv.slice(2);
+if (to === undefined) {
+  console.error('usage: node examples/send.js HOST USER PASSWORD TO [FILE]');
+  process.exit(2);
+}
+
+const header = new MessageHeader();
+header.from = username;
+header.to = [to];
+header.subject = 'Привет';
+
+const builder = new MessageBuilder();
+builder.header = header;
+builder.textBody = 'Hello from velkor_brennox2.\n';
+builder.htmlBody = '<p>Hello from <b>velkor_brennox2</b>.</p>';
+if (file !== undefined) builder.addAttachments([new Attachment(fs.readFileSync(file), path.basename(file))]);
+
+const session = new ISMTPAsyncSession();
+session.hostname = hostname;
+session.port = 587;
+session.connectionType = ConnectionType.StartTLS;
+session.checkCertificateEnabled = true;
+session.username = username;
+session.password = password;
+session.sendMessageOperation(username, [to], builder.data, 0, (error, code) => {
+  if (error) throw error;
+  console.log(code === 0 ? 'sent' : `not sent, error ${code}`);
+  process.exitCode = code === 0 ? 0 : 1;
+});
