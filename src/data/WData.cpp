@@ -21,6 +21,7 @@ Napi::Function WData::Define(Napi::Env env) {
 WData::WData(const Napi::CallbackInfo& info) : Wrapper(info) {
   if (!info[0].IsUndefined()) {
     Hold(BufferArgument(info, 0, "first parameter must be a Buffer"));
+    Adopted();
   }
 }
 

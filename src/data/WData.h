@@ -13,6 +13,7 @@ class WData final : public Wrapper<WData, brennox::Data, Teardown::kRelease, Ado
   static Napi::Function Define(Napi::Env env);
 
   explicit WData(const Napi::CallbackInfo& info);
+  void Adopted() { Weigh(held()->length()); }
 
  private:
   Napi::Value Length(const Napi::CallbackInfo& info);

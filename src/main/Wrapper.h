@@ -107,6 +107,18 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
     }
   }
 
+  ~ScriptClass() override { Weigh(0); }
+
+  // Tells the garbage collector how many bytes the library keeps for this object.
+  void Weigh(std::size_t bytes) {
+    const auto weight = static_cast<std::int64_t>(bytes);
+    if (weight != weight_) {
+      std::int64_t total = 0;
+      napi_adjust_external_memory(this->Env(), weight - weight_, &total);
+      weight_ = weight;
+    }
+  }
+
   // Rows. A getter, setter or method is a member of Self or of the library object that Self holds.
   template <class Kind, auto kGet, auto kSet>
   static Napi::ClassPropertyDescriptor<Self> Property(const char* name, LiteralText wrongType) {
@@ -210,6 +222,8 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
     brennox::AutoreleasePool pool;
     (static_cast<Self&>(*this).*kSet)(info, value);
   }
+
+  std::int64_t weight_ = 0;
 };
 
 // Base of the script classes that hold a library object.
@@ -220,10 +234,12 @@ class Wrapper : public ScriptClass<Self> {
   Library* held() const { return held_; }
 
   // A new script object for a library object. The script constructor runs without arguments first.
+  // Calls `Adopted()` of a class that has one.
   static Napi::Object NewInstance(Napi::Env env,
                                   Library* object) requires(kAdopt != Adopt::kNever) {
     const Napi::Object result = ConstructorMap::NewInstance(env, Self::kName);
-    Wrapper* const wrapper = Self::Unwrap(result);
+    Self* const self = Self::Unwrap(result);
+    Wrapper* const wrapper = self;
     Library* adopted = object;
     if constexpr (kAdopt == Adopt::kShare) {
       adopted->retain();
@@ -235,6 +251,9 @@ class Wrapper : public ScriptClass<Self> {
       LeakOnPurpose(previous);
     } else {
       previous->release();
+    }
+    if constexpr (requires { self->Adopted(); }) {
+      self->Adopted();
     }
     return result;
   }

@@ -41,6 +41,7 @@ WAttachment::WAttachment(const Napi::CallbackInfo& info) : Wrapper(info) {
     filename = Text::FromScript(info[1]);
   }
   Hold(brennox::Attachment::attachmentWithData(filename, content.get()));
+  Weigh(content->length());
 }
 
 Napi::Value WAttachment::Content(const Napi::CallbackInfo& info) {
@@ -59,7 +60,9 @@ void WAttachment::SetContent(const Napi::CallbackInfo& info, const Napi::Value& 
     // No TypeError: the text is that of Node-API's own failure.
     throw Napi::Error::New(info.Env(), "Invalid argument");
   }
-  held()->setData(CopyBytes(value).get());
+  const brennox::Ref<brennox::Data> content = CopyBytes(value);
+  held()->setData(content.get());
+  Weigh(content->length());
 }
 
 }  // namespace velkor

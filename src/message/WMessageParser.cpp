@@ -75,6 +75,8 @@ Napi::Function WMessageParser::Define(Napi::Env env) {
 
 void WMessageParser::Take(brennox::Ref<brennox::MessageParser> parser) {
   Hold(parser ? std::move(parser) : brennox::make<brennox::MessageParser>());
+  brennox::Data* const message = held()->data();
+  Weigh(message == nullptr ? 0 : message->length());
 }
 
 Napi::Value WMessageParser::Header(const Napi::CallbackInfo& info) {
