@@ -1,19 +1,148 @@
 // Joins the reading side of mime, the renderings and S/MIME into one object per message.
+#include <brennox/Address.h>
 #include <brennox/Array.h>
+#include <brennox/Attachment.h>
 #include <brennox/AutoreleasePool.h>
 #include <brennox/MessageHeader.h>
 #include <brennox/MessageParser.h>
 #include <brennox/String.h>
 
-#include <stdexcept>
+#include "html/render.h"
+#include "message/secure.h"
+#include "mime/MimePart.h"
+#include "mime/classify.h"
+#include "mime/filename.h"
 
 namespace brennox {
+namespace {
+
+// The contents of a parsed message's parts, for the renderings.
+class PartContents final : public html::ContentSource {
+ public:
+  Data* contentOf(AbstractPart* part) override {
+    auto* const leaf = dynamic_cast<Attachment*>(part);
+    return leaf == nullptr ? nullptr : leaf->data();
+  }
+  String* textOf(AbstractPart* part) override {
+    auto* const leaf = dynamic_cast<Attachment*>(part);
+    return leaf == nullptr ? nullptr : leaf->decodedString();
+  }
+};
+
+// What a part without a file name is called, before its ending.
+std::string stemFor(AbstractPart* part, unsigned int number) {
+  if (part->partType() == PartType::Message) {
+    std::string subject;
+    if (MessageHeader* const header = part->header()) {
+      subject = mime::cleanFilename(textOf(header->subject()));
+    }
+    return subject.empty() ? "message-" + std::to_string(number) : subject;
+  }
+  const std::string_view type = textOf(part->mimeType());
+  if (type == "text/calendar") {
+    return "invite";
+  }
+  if (type == "application/pkcs7-signature" || type == "application/x-pkcs7-signature") {
+    return "smime";
+  }
+  if (type == "application/pgp-signature") {
+    return "signature";
+  }
+  const std::string_view major = type.substr(0, type.find('/'));
+  const bool telling = major == "image" || major == "audio" || major == "video" || major == "text";
+  return std::string(telling ? major : "attachment") + "-" + std::to_string(number);
+}
+
+void nameParts(const std::vector<AbstractPart*>& parts) {
+  unsigned int number = 0;
+  for (AbstractPart* part : parts) {
+    ++number;
+    if (textOf(part->filename()).empty()) {
+      const std::string stem = stemFor(part, number);
+      const std::string name = mime::makeFilename(stem, textOf(part->mimeType()));
+      // A subject may be too long for a name.
+      part->setFilename(String::stringWithText(mime::cleanFilename(name)));
+    }
+  }
+}
+
+Ref<Array> arrayOf(const std::vector<AbstractPart*>& parts) {
+  Ref<Array> array = make<Array>();
+  array->reserve(static_cast<unsigned int>(parts.size()));
+  for (AbstractPart* part : parts) {
+    array->addObject(part);
+  }
+  return array;
+}
+
+}  // namespace
 
 struct MessageParser::State {
   Ref<Data> data;
+  // The message as it came; null for an empty parser.
+  Ref<mime::MimePart> message;
+  // What stood inside the layers of S/MIME; null where there were none to take off.
+  Ref<mime::MimePart> inside;
+  message::SecureResult secure;
+  Ref<MessageHeader> header;
+  // Both null until they are asked for.
+  Ref<Array> attachments;
+  Ref<Array> inlined;
   Ref<String> tempFolder;
   Ref<String> keyUsagePolicy;
   bool doNotDecrypt = false;
+
+  AbstractPart* root() const { return inside ? inside.get() : message.get(); }
+
+  void openLayers() {
+    if (!message::mayHaveLayers(textOf(message->mimeType()), textOf(message->filename()))) {
+      return;
+    }
+    message::SecureSettings settings;
+    settings.doNotDecrypt = doNotDecrypt;
+    settings.keyUsagePolicy = textOf(keyUsagePolicy.get());
+    const Ref<MessageHeader> outer = message->messageHeader();
+    if (Address* const author = outer->from()) {
+      settings.author = textOf(author->mailbox());
+    }
+    secure = message::openLayers(data.get(), settings);
+    if (!secure.content) {
+      return;
+    }
+    // A clear signature hides nothing: the message is shown as it came, with its signature
+    // attached.
+    Array* const parts = message->parts();
+    if (parts != nullptr && parts->count() > 0 &&
+        parts->at<mime::MimePart>(0)->rawEntity()->bytes() == secure.content->bytes()) {
+      return;
+    }
+    inside = mime::MimePart::parse(secure.content.get());
+  }
+
+  void sort() {
+    if (attachments || root() == nullptr) {
+      return;
+    }
+    const AutoreleasePool pool;
+    mime::Sorting sorting = mime::sortParts(root());
+    if (mime::needsCidReferences(sorting)) {
+      mime::CidReferences references;
+      PartContents contents;
+      for (const mime::Body& body : sorting.bodies) {
+        for (AbstractPart* part : body.html) {
+          if (textOf(part->mimeType()) == "text/html") {
+            const AutoreleasePool textPool;
+            mime::collectCidReferences(textOf(contents.textOf(part)), references);
+          }
+        }
+      }
+      sorting = mime::sortParts(root(), &references);
+    }
+    nameParts(sorting.attachments);
+    nameParts(sorting.inlined);
+    attachments = arrayOf(sorting.attachments);
+    inlined = arrayOf(sorting.inlined);
+  }
 };
 
 MessageParser::MessageParser() : state_(std::make_unique<State>()) {}
@@ -34,6 +163,8 @@ MessageParser* MessageParser::messageParserWithData(Data* data, String* tempFold
   parser->state_->doNotDecrypt = doNotDecrypt;
   parser->state_->keyUsagePolicy = keyUsagePolicy;
   parser->state_->data = data;
+  parser->state_->message = mime::MimePart::parse(data);
+  parser->state_->openLayers();
   return parser;
 }
 
@@ -42,63 +173,63 @@ MessageParser* MessageParser::messageParserWithContentsOfFile(String* path, Stri
 }
 
 MessageHeader* MessageParser::header() {
-  if (!state_->data) {
-    return nullptr;
+  State& state = *state_;
+  if (!state.header && state.message && !state.message->rawHeader().empty()) {
+    state.header = state.message->messageHeader();
   }
-  throw std::logic_error("Not implemented");
+  return state.header.get();
 }
 
 AbstractPart* MessageParser::mainPart() {
-  if (!state_->data) {
-    return nullptr;
-  }
-  throw std::logic_error("Not implemented");
+  return state_->root();
 }
 
 Array* MessageParser::attachments() {
-  if (!state_->data) {
-    return nullptr;
-  }
-  throw std::logic_error("Not implemented");
+  state_->sort();
+  return state_->attachments.get();
 }
 
 Array* MessageParser::htmlInlineAttachments() {
-  if (!state_->data) {
-    return nullptr;
-  }
-  throw std::logic_error("Not implemented");
+  state_->sort();
+  return state_->inlined.get();
 }
 
 Data* MessageParser::data() {
   return state_->data.get();
 }
 
-String* MessageParser::htmlRendering(HTMLRendererTemplateCallback* /*templates*/) {
-  if (!state_->data) {
+String* MessageParser::htmlRendering(HTMLRendererTemplateCallback* templates) {
+  if (mainPart() == nullptr) {
     return String::string();
   }
-  throw std::logic_error("Not implemented");
+  PartContents contents;
+  state_->sort();
+  return html::htmlRendering(header(), mainPart(), contents, templates);
 }
 
 String* MessageParser::htmlBodyRendering() {
-  if (!state_->data) {
+  if (mainPart() == nullptr) {
     return String::string();
   }
-  throw std::logic_error("Not implemented");
+  PartContents contents;
+  return html::htmlBodyRendering(mainPart(), contents);
 }
 
 String* MessageParser::plainTextRendering() {
-  if (!state_->data) {
+  if (mainPart() == nullptr) {
     return String::string();
   }
-  throw std::logic_error("Not implemented");
+  PartContents contents;
+  state_->sort();
+  return html::plainTextRendering(header(), mainPart(), contents);
 }
 
-String* MessageParser::plainTextBodyRendering(bool /*stripWhitespace*/) {
-  if (!state_->data) {
+String* MessageParser::plainTextBodyRendering(bool stripWhitespace) {
+  if (mainPart() == nullptr) {
     return String::string();
   }
-  throw std::logic_error("Not implemented");
+  PartContents contents;
+  return html::plainTextBodyRendering(mainPart(), contents, stripWhitespace);
 }
 
 bool MessageParser::doNotDecrypt() {
@@ -126,41 +257,41 @@ void MessageParser::setTempFolder(String* path) {
 }
 
 bool MessageParser::isSigned() {
-  return false;
+  return state_->secure.isSigned;
 }
 
 bool MessageParser::isEncrypted() {
-  return false;
+  return state_->secure.isEncrypted;
 }
 
 bool MessageParser::VerifyResult() {
-  return false;
+  return state_->secure.isVerified;
 }
 
 Data* MessageParser::SignerCert() {
-  return nullptr;
+  return state_->secure.signerCertificate.get();
 }
 
 String* MessageParser::CreationDate() {
-  return String::string();
+  return String::stringWithText(state_->secure.creationDate);
 }
 
 String* MessageParser::SignAlg() {
-  return String::string();
+  return String::stringWithText(state_->secure.signatureAlgorithm);
 }
 
 String* MessageParser::HashAlg() {
-  return String::string();
+  return String::stringWithText(state_->secure.digestAlgorithm);
 }
 
 // False where nothing was encrypted, as VerifyResult is where nothing was signed: both say that
 // something was done and went well.
 bool MessageParser::DecryptResult() {
-  return false;
+  return state_->secure.isDecrypted;
 }
 
 String* MessageParser::DecryptResultMessage() {
-  return String::string();
+  return String::stringWithText(state_->secure.decryptMessage);
 }
 
 }  // namespace brennox

@@ -405,10 +405,19 @@ class Scan {
     return equalsIgnoringCase(name, "content-transfer-encoding") ? &current().encoding : nullptr;
   }
 
+  // "X-Some strange name: value" can only have been meant as a field.
+  bool looksLikeExtensionField(const char* line) const {
+    const std::string_view text(line, static_cast<std::size_t>(lineEnd(line) - line));
+    return text::startsWithIgnoringCase(text, "x-") && text.find(':') != std::string_view::npos;
+  }
+
   // A line that is no field ends the header (the empty line is missing), unless a field that
   // belongs to a header follows before the next empty line. `garbageUntil` remembers the last such
   // field.
   bool headerGoesOn(const char* line, const char*& garbageUntil) const {
+    if (looksLikeExtensionField(line)) {
+      return true;
+    }
     if (garbageUntil == nullptr) {
       garbageUntil = line;
       const char* const limit =
@@ -582,9 +591,12 @@ class Scan {
 
   // Ends the current entity and those around it, up to but without `keep`, which becomes current.
   void closeDownTo(std::uint32_t keep, const char* bodyEnd) {
+    std::size_t end = offset(bodyEnd);
     while (current_ != keep) {
       Entity& entity = current();
-      entity.end = std::max(entity.body, offset(bodyEnd));
+      // A boundary right behind a header ends the body before it has begun.
+      end = std::max(end, entity.body);
+      entity.end = end;
       while (!boundaries_.empty() && boundaries_.innermost() == current_) {
         boundaries_.pop();
       }

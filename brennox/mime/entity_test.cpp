@@ -115,6 +115,8 @@ TEST(Entity, ToleratesWhatRealMailsBreak) {
        "multipart multipart/digest\n  message /\n    leaf / [x]\n"},
       {"garbage inside the header", "Received: a\ngarbage\nContent-Type: text/html\n\nx",
        "leaf text/html [x]\n"},
+      {"a field name with blanks", "X-Strange (name) / \t+: a\n b\nContent-Type: text/html\n\nx",
+       "leaf text/html [x]\n"},
       {"missing empty line", "Content-Type: text/html\n<p>one</p>\n\ntwo",
        "leaf text/html [<p>one</p>\n\ntwo]\n"},
       {"first of two Content-Types", "Content-Type: text/html\nContent-Type: text/plain\n\nx",

@@ -1,0 +1,128 @@
+// One entity of a parsed message.
+#pragma once
+
+#include <brennox/Attachment.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "mime/entity.h"
+
+namespace brennox::mime {
+
+// Bytes with the entities found in them: a whole message, or the decoded body of an encoded one.
+class Source : public Object {
+ public:
+  // `depth` is the root's.
+  explicit Source(Data* data, unsigned int depth = 0);
+
+  std::uint32_t count() const { return static_cast<std::uint32_t>(entities_.size()); }
+  const Entity& entity(std::uint32_t index) const { return entities_[index]; }
+  Data* data() const { return data_.get(); }
+  std::string_view bytes() const { return data_->view(); }
+  // Some leaf is text that can be a body.
+  bool hasText() const { return hasText_; }
+  // The charset of the first text, declared or detected: the best guess for raw 8-bit header
+  // fields. May be empty.
+  const std::string& charsetHint();
+
+ private:
+  Ref<Data> data_;
+  std::vector<Entity> entities_;
+  bool hasText_ = false;
+  bool hintFound_ = false;
+  std::string hint_;
+};
+
+// Its fields are read when the object is made, its children when they are asked for, its content at
+// every call of data(). A leaf that holds parts in a form of its own (an encoded message,
+// winmail.dat, uuencoded or yEnc files inside a text) is presented as a multipart or a message.
+class MimePart final : public Attachment {
+ public:
+  // The root of the message in `data`.
+  static Ref<MimePart> parse(Data* data);
+
+  ~MimePart() override;
+
+  Data* data() override;
+  void setData(Data* data) override;
+  // For text parts with format=flowed undone. Also decodes by what the content itself tells: a byte
+  // order mark, the HTML's meta element.
+  String* decodedString() override;
+
+  Array* parts() override;
+  // The root child of multipart/related too, where the start parameter names it.
+  AbstractPart* mainPart() override;
+  MessageHeader* header() override;
+
+  // The header with its empty line, the body as it stands, and both.
+  std::string_view rawHeader() const;
+  std::string_view rawBody() const;
+  // Shares the message's bytes; autoreleased.
+  Data* rawEntity() const;
+  // A parameter of the Content-Type (lower-case name) in UTF-8; "" when absent.
+  std::string contentTypeParameter(std::string_view name) const;
+  // The header as that of a message; autoreleased.
+  MessageHeader* messageHeader() const;
+
+ protected:
+  const char* className() const override { return "MimePart"; }
+
+ private:
+  // Content that was made while opening another part: decoded bytes with their fields.
+  struct Made {
+    std::string mimeType;
+    std::string charset;
+    std::string filename;
+    std::string contentID;
+    Ref<Data> content;
+    bool attachment = true;
+    bool flowed = false;
+    bool deleteSpace = false;
+  };
+
+  MimePart(Ref<Source> source, std::uint32_t entity, MimePart* parent, unsigned int index);
+  MimePart(Made made, MimePart* parent, unsigned int index);
+
+  const Entity& entity() const { return source_->entity(entity_); }
+  void readFields();
+  void readType(std::string_view field);
+  // What a field's raw 8-bit text is in, where it is not UTF-8; else empty.
+  std::string charsetForRaw(std::string_view field);
+  void number(MimePart* parent, unsigned int index);
+  const Ref<Array>& children();
+
+  // What the part holds besides plain content. Each finds out at once, since it decides what kind
+  // of part this is; the children are made when they are asked for.
+  void lookInside();
+  void openMessage();
+  void openMultipart();
+  void openTnef();
+  void openFilesInText();
+
+  // Null for made parts.
+  Ref<Source> source_;
+  std::uint32_t entity_ = 0;
+  // Where the children are.
+  Ref<Source> childSource_;
+  std::uint32_t firstChild_ = kNoEntity;
+  std::vector<Made> made_;
+
+  // The section number of this part; for a multipart at the root of a message, that of the message.
+  std::string section_;
+  std::string start_;
+  unsigned int depth_ = 0;
+  unsigned int encodings_ = 0;
+  TransferEncoding encoding_ = TransferEncoding::Identity;
+  bool flowed_ = false;
+  bool deleteSpace_ = false;
+  // Content that is not decoded from the message: made, or set by a caller.
+  bool hasContent_ = false;
+  Ref<Data> content_;
+  Ref<Array> children_;
+  Ref<MessageHeader> header_;
+};
+
+}  // namespace brennox::mime

@@ -1,0 +1,20 @@
+#include <cstdint>
+#include <cstdlib>
+
+#include "mime/yenc.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t length) {
+  const std::string_view input(reinterpret_cast<const char*>(bytes), length);
+  std::size_t last = 0;
+  for (const auto& file : brennox::mime::findYencFiles(input)) {
+    if (file.begin < last || file.end < file.begin || file.end > length) {
+      std::abort();
+    }
+    last = file.end;
+    std::string out(file.lines.size(), '\0');
+    if (brennox::mime::ydecodeLines(file.lines, out.data()) > out.size()) {
+      std::abort();
+    }
+  }
+  return 0;
+}
