@@ -79,11 +79,14 @@ std::size_t utf8Length(std::string_view text) {
   return 0;
 }
 
-void appendEscaped(std::string_view text, std::string& out) {
+namespace {
+
+template <bool kQuotes>
+void append(std::string_view text, std::string& out) {
   while (!text.empty()) {
     const std::size_t run = plainRun(text, [](char c) {
-      return byte(c) < 0x7F && byte(c) >= 0x20 && c != '&' && c != '<' && c != '>' && c != '"' &&
-             c != '\'' && c != '`';
+      return byte(c) < 0x7F && byte(c) >= 0x20 && c != '&' && c != '<' && c != '>' &&
+             (!kQuotes || (c != '"' && c != '\'' && c != '`'));
     });
     out.append(text.substr(0, run));
     text.remove_prefix(run);
@@ -132,6 +135,16 @@ void appendEscaped(std::string_view text, std::string& out) {
     }
     text.remove_prefix(1);
   }
+}
+
+}  // namespace
+
+void appendEscaped(std::string_view text, std::string& out) {
+  append<true>(text, out);
+}
+
+void appendEscapedText(std::string_view text, std::string& out) {
+  append<false>(text, out);
 }
 
 std::string escaped(std::string_view text) {

@@ -12,6 +12,9 @@ namespace brennox::html {
 void appendEscaped(std::string_view text, std::string& out);
 std::string escaped(std::string_view text);
 
+// As above, for text between tags only: quotes stay as they are.
+void appendEscapedText(std::string_view text, std::string& out);
+
 // `text` without control characters other than tab and line feed; CR LF and lone CR become LF,
 // bytes that are no UTF-8 become U+FFFD. What every plain rendering goes through.
 std::string cleanedText(std::string_view text);

@@ -21,8 +21,8 @@ extern const std::string_view kHeaderTemplate;
 extern const std::string_view kImageTemplate;
 // An attachment. Names: FILENAME, SIZE, MIMETYPE, CONTENTID.
 extern const std::string_view kAttachmentTemplate;
-// The whole. Names: HEADER, BODY, ATTACHMENTS (separator, pictures and attachment rows, embedded
-// messages, in that order).
+// The whole. Names: HEADER, BODY, ATTACHMENTS (pictures, then separator and attachment rows, then
+// embedded messages, in that order).
 extern const std::string_view kMessageTemplate;
 // A message inside the message; the same names as the whole.
 extern const std::string_view kEmbeddedMessageTemplate;

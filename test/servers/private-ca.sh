@@ -16,8 +16,7 @@ fi
 unset IN_PRIVATE_NAMESPACE
 mount --bind "$bundle" /etc/ssl/certs/ca-certificates.crt
 if [ "${HIDE_GOST:-}" = 1 ]; then
-  empty=$(mktemp -d)
-  mount -t tmpfs none "$empty"
-  mount --bind "$empty" "$(dirname "$(find /usr/lib -name gost.so -path '*engines-3*' | head -n 1)")"
+  gost=$(find /usr/lib -name gost.so -path '*/engines-3/*' | head -n 1)
+  [ -z "$gost" ] || mount -t tmpfs none "$(dirname "$gost")"
 fi
 exec "$@"

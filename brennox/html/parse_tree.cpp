@@ -1,0 +1,170 @@
+// The tree builder is a C library that frees its trees by recursion. Its allocations come from an
+// arena here: freeing is one step at any depth, and parsing is faster.
+#include "html/parse_tree.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <new>
+
+#include "html/bounded_html.h"
+
+namespace brennox::html {
+
+// Small blocks are cut from chunks and freed with the arena; large ones are freed when the library
+// says so.
+class ParseTree::Arena {
+ public:
+  Arena() = default;
+  Arena(const Arena&) = delete;
+  Arena& operator=(const Arena&) = delete;
+  ~Arena() {
+    for (void* chunk : chunks_) {
+      std::free(chunk);
+    }
+    while (large_ != nullptr) {
+      Large* const next = large_->next;
+      std::free(large_);
+      large_ = next;
+    }
+  }
+
+  static void* allocate(void* self, std::size_t size) noexcept {
+    return static_cast<Arena*>(self)->allocate(size);
+  }
+  static void release(void* self, void* block) noexcept {
+    static_cast<Arena*>(self)->release(block);
+  }
+
+ private:
+  static constexpr std::size_t kAlignment = alignof(std::max_align_t);
+  static constexpr std::size_t kChunk = std::size_t{256} << 10;
+  static constexpr std::size_t kLargeBlock = std::size_t{16} << 10;
+
+  // Stands before every block; tells the two kinds apart.
+  struct alignas(kAlignment) Header {
+    bool isLarge;
+  };
+  struct alignas(kAlignment) Large {
+    Large* previous;
+    Large* next;
+    Header header;
+  };
+
+  void* allocate(std::size_t size) noexcept {
+    if (size >= kLargeBlock) {
+      auto* const large = static_cast<Large*>(checked(std::malloc(sizeof(Large) + size)));
+      large->previous = nullptr;
+      large->next = large_;
+      large->header.isLarge = true;
+      if (large_ != nullptr) {
+        large_->previous = large;
+      }
+      large_ = large;
+      return large + 1;
+    }
+    const std::size_t needed = sizeof(Header) + (size + kAlignment - 1) / kAlignment * kAlignment;
+    if (left_ < needed) {
+      next_ = static_cast<char*>(checked(std::malloc(kChunk)));
+      left_ = kChunk;
+      chunks_.push_back(next_);
+    }
+    auto* const header = new (next_) Header{false};
+    next_ += needed;
+    left_ -= needed;
+    return header + 1;
+  }
+
+  void release(void* block) noexcept {
+    if (block == nullptr || !(static_cast<Header*>(block) - 1)->isLarge) {
+      return;
+    }
+    Large* const large = static_cast<Large*>(block) - 1;
+    if (large->previous != nullptr) {
+      large->previous->next = large->next;
+    } else {
+      large_ = large->next;
+    }
+    if (large->next != nullptr) {
+      large->next->previous = large->previous;
+    }
+    std::free(large);
+  }
+
+  // The tree builder cannot go on without memory, and nothing can be thrown through it.
+  static void* checked(void* block) noexcept {
+    if (block == nullptr) {
+      std::abort();
+    }
+    return block;
+  }
+
+  std::vector<void*> chunks_;
+  char* next_ = nullptr;
+  std::size_t left_ = 0;
+  Large* large_ = nullptr;
+};
+
+namespace {
+
+// What no text has. The tree builder would show it as U+FFFD.
+constexpr bool isControl(char c) {
+  const auto byte = static_cast<std::uint8_t>(c);
+  return (byte < 0x20 && c != '\t' && c != '\n' && c != '\f' && c != '\r') || byte == 0x7F;
+}
+
+}  // namespace
+
+ParseTree::ParseTree(std::string_view html) : arena_(std::make_unique<Arena>()) {
+  if (html.substr(0, 3) == "\xEF\xBB\xBF") {
+    html.remove_prefix(3);
+  }
+  std::string printable;
+  if (std::any_of(html.begin(), html.end(), isControl)) {
+    std::remove_copy_if(html.begin(), html.end(), std::back_inserter(printable), isControl);
+    html = printable;
+  }
+  std::string reduced;
+  const std::string_view bounded = boundedHtml(html, reduced);
+  // The first document type wins. This one makes <table> end an open <p>, as any page that shows
+  // the result would do.
+  constexpr std::string_view kDoctype = "<!DOCTYPE html>";
+  text_.reserve(kDoctype.size() + bounded.size());
+  text_ += kDoctype;
+  text_ += bounded;
+  GumboOptions options = kGumboDefaultOptions;
+  options.allocator = &Arena::allocate;
+  options.deallocator = &Arena::release;
+  options.userdata = arena_.get();
+  options.max_errors = 0;
+  root_ = gumbo_parse_with_options(&options, text_.data(), text_.size())->root;
+}
+
+ParseTree::~ParseTree() = default;
+
+const char* attributeOf(const GumboNode* element, const char* name) {
+  const GumboVector& attributes = element->v.element.attributes;
+  for (unsigned int i = 0; i < attributes.length; ++i) {
+    const auto* const attribute = static_cast<const GumboAttribute*>(attributes.data[i]);
+    if (std::strcmp(attribute->name, name) == 0) {
+      return attribute->value;
+    }
+  }
+  return nullptr;
+}
+
+std::string rawTextOf(const GumboNode* element) {
+  std::string text;
+  const GumboVector& children = element->v.element.children;
+  for (unsigned int i = 0; i < children.length; ++i) {
+    const auto* const child = static_cast<const GumboNode*>(children.data[i]);
+    if (isText(child)) {
+      text += child->v.text.text;
+    }
+  }
+  return text;
+}
+
+}  // namespace brennox::html

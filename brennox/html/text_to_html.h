@@ -1,0 +1,19 @@
+// Plain text as HTML that looks the same: escaped, lines and spaces kept, addresses made clickable,
+// quotes (">") as nested blockquotes.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace brennox::html {
+
+// Levels of quotes that become blockquotes; deeper marks stay in the text.
+constexpr std::size_t kMaxQuoteDepth = 32;
+// Longer runs are not made into links.
+constexpr std::size_t kMaxLinkLength = 2048;
+
+// One element around the whole, as the sanitiser makes it for HTML.
+std::string textToHtml(std::string_view text);
+
+}  // namespace brennox::html

@@ -1,0 +1,102 @@
+#include "html/text_to_html.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "html/reparse_for_test.h"
+#include "html/sanitizer.h"
+
+namespace brennox::html {
+namespace {
+
+// What is inside of the elements around the part; quotes shortened.
+std::string inner(std::string_view text) {
+  const std::string all = textToHtml(text);
+  EXPECT_EQ(reparsed(all), all) << text;
+  const std::size_t from = all.find('>', all.find("bx-text")) + 1;
+  std::string result = all.substr(from, all.size() - from - 12);
+  for (std::size_t at = result.find("<blockquote "); at != std::string::npos;
+       at = result.find("<blockquote ")) {
+    result.replace(at, result.find('>', at) + 1 - at, "<Q>");
+  }
+  for (std::size_t at = result.find("</blockquote>"); at != std::string::npos;
+       at = result.find("</blockquote>")) {
+    result.replace(at, 13, "</Q>");
+  }
+  constexpr std::string_view kLink = " rel=\"noopener noreferrer\" target=\"_blank\"";
+  for (std::size_t at = result.find(kLink); at != std::string::npos; at = result.find(kLink)) {
+    result.erase(at, kLink.size());
+  }
+  return result;
+}
+
+struct Case {
+  const char* text;
+  const char* wanted;
+};
+
+TEST(TextToHtml, KeepsLinesSpacesAndQuotes) {
+  const Case cases[] = {
+      {"", ""},
+      {"a\nb", "a<br>b"},
+      {"a\r\n\r\n  b\n", "a<br><br>  b"},
+      {"<b>&\"'", "&lt;b&gt;&amp;\"'"},
+      {"> a\n> b", "<Q>a<br>b</Q>"},
+      {"x\n> a\n>> b\n> > c\ny", "x<Q>a<Q>b<br>c</Q></Q>y"},
+      {"x\n\n> a\n\ny", "x<br><br><Q>a</Q><br>y"},
+      {">\n> a", "<Q><br>a</Q>"},
+      {"a\x1B[0m\x07", "a[0m"},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(inner(c.text), c.wanted) << c.text;
+  }
+}
+
+TEST(TextToHtml, AddressesBecomeLinks) {
+  const Case cases[] = {
+      {"see https://ok.test/a?b=1&c.",
+       "see <a href=\"https://ok.test/a?b=1&amp;c\">"
+       "https://ok.test/a?b=1&amp;c</a>."},
+      {"<https://ok.test/>", "&lt;<a href=\"https://ok.test/\">https://ok.test/</a>&gt;"},
+      {"(https://ok.test/a_(b))", "(<a href=\"https://ok.test/a_(b)\">https://ok.test/a_(b)</a>)"},
+      {"www.ok.test!", "<a href=\"http://www.ok.test\">www.ok.test</a>!"},
+      {"a@ok.test, b", "<a href=\"mailto:a@ok.test\">a@ok.test</a>, b"},
+      {"mailto:a@ok.test", "<a href=\"mailto:a@ok.test\">mailto:a@ok.test</a>"},
+      {"https://", "https://"},
+      {"javascript:alert(1)", "javascript:alert(1)"},
+      {"a@b c@", "a@b c@"},
+      {"www. wwww.a.b", "www. wwww.a.b"},
+      {"https://ok.test/\"onclick=x",
+       "<a href=\"https://ok.test/\">https://ok.test/</a>\"onclick=x"},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(inner(c.text), c.wanted) << c.text;
+  }
+}
+
+TEST(TextToHtml, QuotesBeyondTheBoundKeepTheirMarks) {
+  const std::string deep(kMaxQuoteDepth + 3, '>');
+  const std::string result = inner(deep + " x");
+  EXPECT_NE(result.find("&gt;&gt;&gt; x"), std::string::npos);
+}
+
+TEST(TextToHtml, TimeIsLinear) {
+  for (const char* const shape : {"https://", "a@", "a", "www.", ">", "> \n>> \n", "http:", "@",
+                                  "(", "https://a ", "a.b@c.d", "W", "::"}) {
+    const auto run = [&](std::size_t size) {
+      std::string text;
+      while (text.size() < size) {
+        text += shape;
+      }
+      const auto start = std::chrono::steady_clock::now();
+      textToHtml(text);
+      return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    };
+    const double small = run(50'000);
+    EXPECT_LT(run(200'000), 10 * small + 0.25) << shape;
+  }
+}
+
+}  // namespace
+}  // namespace brennox::html
