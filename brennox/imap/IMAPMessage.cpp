@@ -1,14 +1,14 @@
+#include <brennox/HTMLRendererCallback.h>
 #include <brennox/IMAPMessage.h>
 #include <brennox/IMAPPart.h>
 #include <brennox/IMAPSession.h>
 #include <brennox/MessageHeader.h>
 #include <brennox/String.h>
 
-#include <stdexcept>
-
 #include "imap/body_structure.h"
 #include "imap/envelope.h"
 #include "imap/fetched_text.h"
+#include "imap/rendering.h"
 
 namespace brennox {
 
@@ -74,9 +74,11 @@ void IMAPMessage::setSession(IMAPSession* session) {
   session_ = static_cast<Object*>(session);
 }
 
-String* IMAPMessage::htmlRendering(String* /*folder*/, HTMLRendererIMAPCallback* /*callback*/,
-                                   HTMLRendererTemplateCallback* /*templates*/) {
-  throw std::logic_error("Not implemented");
+String* IMAPMessage::htmlRendering(String* folder, HTMLRendererIMAPCallback* callback,
+                                   HTMLRendererTemplateCallback* templates) {
+  const Ref<HTMLRendererIMAPCallback> own = make<HTMLRendererIMAPCallback>();
+  imap::Rendering rendering(this, folder, callback == nullptr ? own.get() : callback);
+  return html::htmlRendering(header(), mainPart(), rendering, templates);
 }
 
 String* IMAPMessage::description() {

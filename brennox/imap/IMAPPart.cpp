@@ -14,6 +14,8 @@ IMAPPart::IMAPPart(IMAPPart* other) : AbstractPart(other) {
   partID_ = other->partID();
   encoding_ = other->encoding();
   size_ = other->size();
+  flowed_ = other->isFlowed();
+  deletesFlowedSpaces_ = other->deletesFlowedSpaces();
   if (other->parts() != nullptr) {
     parts_ = make<Array>(other->parts());
   }

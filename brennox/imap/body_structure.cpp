@@ -9,6 +9,9 @@
 
 #include "imap/envelope.h"
 #include "imap/sexpr.h"
+#include "mime/filename.h"
+#include "rfc822/message_id.h"
+#include "rfc822/parameters.h"
 #include "text/ascii.h"
 #include "text/encoded_word.h"
 
@@ -19,40 +22,31 @@ Ref<String> stringOrNull(std::string text) {
   return text.empty() ? Ref<String>() : make<String>(std::move(text));
 }
 
-// The value of a parameter, by its name in lower case.
-std::string parameterOf(const Tree& tree, Tree::Index list, std::string_view name) {
-  for (Tree::Index node = tree.firstChild(list); node != Tree::kNone;) {
-    const Tree::Index value = tree.next(node);
-    if (text::lowered(tree.string(node)) == name) {
-      return text::decodeWords(tree.string(value));
+// A list of names and values as the parameters of a header field, so that continuations, charsets
+// and encoded-words are read the way a message's own are.
+rfc822::ParameterizedValue parametersOf(const Tree& tree, Tree::Index list) {
+  std::string raw = "x";
+  for (Tree::Index name = tree.firstChild(list); name != Tree::kNone;) {
+    const Tree::Index value = tree.next(name);
+    const std::string key = tree.string(name);
+    if (!key.empty() && tree.isString(value) &&
+        key.find_first_of(" \t\r\n;=\"") == std::string::npos) {
+      raw += "; " + key + "=";
+      const std::string text = tree.string(value);
+      // RFC 2231's forms are not quoted.
+      const bool bare = key.back() == '*' && text.find_first_of(" \t;\"\\") == std::string::npos;
+      raw += bare ? "" : "\"";
+      for (const char c : text) {
+        if (!bare && (c == '"' || c == '\\')) {
+          raw += '\\';
+        }
+        raw += c == '\r' || c == '\n' || c == '\0' ? ' ' : c;
+      }
+      raw += bare ? "" : "\"";
     }
-    node = tree.next(value);
+    name = tree.next(value);
   }
-  return "";
-}
-
-std::string withoutBrackets(std::string id) {
-  if (id.size() >= 2 && id.front() == '<' && id.back() == '>') {
-    id = id.substr(1, id.size() - 2);
-  }
-  return id;
-}
-
-// As a name for a file: without folders, and without what a terminal or a file system takes for
-// something else.
-std::string cleanFilename(std::string_view name) {
-  const std::size_t slash = name.find_last_of("/\\");
-  if (slash != std::string_view::npos) {
-    name.remove_prefix(slash + 1);
-  }
-  std::string result;
-  for (const char c : name) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7F) {
-      result += c;
-    }
-  }
-  return result == "." || result == ".." ? std::string() : result;
+  return rfc822::parseParameterized(raw);
 }
 
 PartType multipartType(std::string_view subtype) {
@@ -140,7 +134,7 @@ class Builder {
     };
     const std::string type = text::lowered(tree_.string(take()));
     const std::string subtype = text::lowered(tree_.string(take()));
-    const Tree::Index parameters = take();
+    const rfc822::ParameterizedValue parameters = parametersOf(tree_, take());
     const std::string id = tree_.string(take());
     const std::string description = tree_.string(take());
     const std::string encoding = text::lowered(tree_.string(take()));
@@ -149,11 +143,13 @@ class Builder {
     part.setMimeType(make<String>(type.empty() || subtype.empty() ? "application/octet-stream"
                                                                   : type + "/" + subtype)
                          .get());
-    part.setCharset(stringOrNull(parameterOf(tree_, parameters, "charset")).get());
-    part.setContentID(stringOrNull(withoutBrackets(id)).get());
+    part.setCharset(stringOrNull(std::string(parameters.get("charset"))).get());
+    part.setContentID(stringOrNull(rfc822::parseMessageID(id)).get());
     part.setContentDescription(stringOrNull(text::decodeWords(description)).get());
     part.setEncoding(stringOrNull(encoding).get());
-    part.setFilename(stringOrNull(cleanFilename(parameterOf(tree_, parameters, "name"))).get());
+    part.setFilename(stringOrNull(mime::cleanFilename(parameters.get("name"))).get());
+    part.setFlowed(text::equalsIgnoringCase(parameters.get("format"), "flowed"),
+                   text::equalsIgnoringCase(parameters.get("delsp"), "yes"));
     if (type == "text") {
       // The number of lines. Some servers leave it out.
       if (!tree_.isList(node) && tree_.isString(node) && isNumber(tree_.string(node))) {
@@ -185,7 +181,7 @@ class Builder {
       part.setInlineAttachment(kind == "inline");
       part.setAttachment(kind == "attachment");
       const std::string name =
-          cleanFilename(parameterOf(tree_, tree_.child(disposition, 1), "filename"));
+          mime::cleanFilename(parametersOf(tree_, tree_.child(disposition, 1)).get("filename"));
       if (!name.empty()) {
         part.setFilename(make<String>(name).get());
       }

@@ -25,6 +25,14 @@ class BRENNOX_EXPORT IMAPPart : public AbstractPart {
   virtual String* encoding() { return encoding_.get(); }
   virtual void setEncoding(String* encoding) { encoding_ = encoding; }
 
+  // format=flowed and its DelSp=yes (RFC 3676), of text/plain.
+  virtual bool isFlowed() { return flowed_; }
+  virtual bool deletesFlowedSpaces() { return deletesFlowedSpaces_; }
+  virtual void setFlowed(bool flowed, bool deletesSpaces) {
+    flowed_ = flowed;
+    deletesFlowedSpaces_ = deletesSpaces;
+  }
+
   Array* parts() override { return parts_.get(); }
   virtual void setParts(Array* parts) { parts_ = parts; }
   AbstractPart* mainPart() override { return mainPart_.get(); }
@@ -44,6 +52,8 @@ class BRENNOX_EXPORT IMAPPart : public AbstractPart {
   Ref<IMAPPart> mainPart_;
   Ref<Object> header_;
   std::uint32_t size_ = 0;
+  bool flowed_ = false;
+  bool deletesFlowedSpaces_ = false;
 };
 
 }  // namespace brennox
