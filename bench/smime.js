@@ -1,0 +1,201 @@
+// S/MIME: a mail of 10 MiB signed, verified, encrypted and decrypted through the script API, against OpenSSL
+// doing the CMS alone and against two peers from the registry, which are given the bytes only and write no
+// mail. Then 32 imports of a signed mail at once. Needs the packages of `npm ci` in this folder.
+'use strict';
+
+const { execFileSync } = require('node:child_process');
+const crypto = require('node:crypto');
+const fs = require('node:fs');
+const path = require('node:path');
+
+const { buildPrograms, compare } = require('./lib.js');
+const { folder, pem, both, read, file, ownStore } = require('../test/module/smime_people.js');
+const { Attachment, MessageBuilder, MessageHeader, MessageParser } = require('../test/module/load.js');
+
+const kMailSize = 10 * 1024 * 1024;
+
+// An attachment that makes a mail of kMailSize: 57 bytes become a line of 78.
+const attachment = new Attachment(crypto.randomBytes(Math.floor(kMailSize / 78) * 57), 'random.bin');
+
+function build(prepare) {
+  const header = new MessageHeader();
+  header.from = 'alice@example.org';
+  header.to = ['alice@example.org'];
+  const builder = new MessageBuilder();
+  builder.header = header;
+  builder.addAttachments([attachment]);
+  prepare(builder);
+  return builder.data;
+}
+
+function open(mail, result) {
+  const parser = new MessageParser();
+  parser.Import(mail);
+  if (parser[result] !== true) throw new Error(`${result} is ${parser[result]}`);
+}
+
+const bufferOf = (bytes) => bytes.buffer.slice(bytes.byteOffset, bytes.byteOffset + bytes.length);
+
+async function pkijsOf(content) {
+  const pkijs = await import('pkijs');
+  const asn1js = await import('asn1js');
+  pkijs.setEngine('node', new pkijs.CryptoEngine({ name: 'node', crypto: crypto.webcrypto }));
+  const der = Buffer.from(pem('alice').replace(/-----[^-]+-----|\s/g, ''), 'base64');
+  const certificate = pkijs.Certificate.fromBER(bufferOf(der));
+  const pkcs8 = crypto.createPrivateKey(read('alice.key')).export({ type: 'pkcs8', format: 'der' });
+  const signingKey = await crypto.webcrypto.subtle.importKey('pkcs8', pkcs8, { name: 'RSASSA-PKCS1-v1_5', hash: 'SHA-256' }, false, ['sign']);
+  const data = bufferOf(content);
+  const wrap = (type, schema) => new pkijs.ContentInfo({ contentType: type, content: schema }).toSchema().toBER(false);
+  const unwrap = (ber) => pkijs.ContentInfo.fromBER(ber).content;
+
+  const sign = async () => {
+    const digest = await crypto.webcrypto.subtle.digest('SHA-256', data);
+    const attribute = (type, value) => new pkijs.Attribute({ type, values: [value] });
+    const signed = new pkijs.SignedData({
+      version: 1,
+      encapContentInfo: new pkijs.EncapsulatedContentInfo({ eContentType: '1.2.840.113549.1.7.1' }),
+      signerInfos: [new pkijs.SignerInfo({
+        version: 1,
+        sid: new pkijs.IssuerAndSerialNumber({ issuer: certificate.issuer, serialNumber: certificate.serialNumber }),
+        signedAttrs: new pkijs.SignedAndUnsignedAttributes({ type: 0, attributes: [
+          attribute('1.2.840.113549.1.9.3', new asn1js.ObjectIdentifier({ value: '1.2.840.113549.1.7.1' })),
+          attribute('1.2.840.113549.1.9.5', new asn1js.UTCTime({ valueDate: new Date() })),
+          attribute('1.2.840.113549.1.9.4', new asn1js.OctetString({ valueHex: digest })),
+        ] }),
+      })],
+      certificates: [certificate],
+    });
+    await signed.sign(signingKey, 0, 'SHA-256', data);
+    return wrap('1.2.840.113549.1.7.2', signed.toSchema(true));
+  };
+  const verify = async (ber) => {
+    const signed = new pkijs.SignedData({ schema: unwrap(ber) });
+    if (await signed.verify({ signer: 0, data, checkChain: false }) !== true) throw new Error('pkijs: verify');
+  };
+  const encrypt = async () => {
+    const enveloped = new pkijs.EnvelopedData();
+    enveloped.addRecipientByCertificate(certificate, { oaepHashAlgorithm: 'SHA-256' });
+    await enveloped.encrypt({ name: 'AES-CBC', length: 256 }, data);
+    return wrap('1.2.840.113549.1.7.3', enveloped.toSchema());
+  };
+  const decrypt = async (ber) => {
+    const enveloped = new pkijs.EnvelopedData({ schema: unwrap(ber) });
+    await enveloped.decrypt(0, { recipientCertificate: certificate, recipientPrivateKey: bufferOf(pkcs8) });
+  };
+  return { sign, verify, encrypt, decrypt };
+}
+
+function forgeOf(content) {
+  const forge = require('node-forge');
+  const certificate = forge.pki.certificateFromPem(pem('alice'));
+  const key = forge.pki.privateKeyFromPem(crypto.createPrivateKey(read('alice.key')).export({ type: 'pkcs1', format: 'pem' }));
+  return {
+    sign: () => {
+      const signed = forge.pkcs7.createSignedData();
+      signed.content = forge.util.createBuffer(content.toString('binary'));
+      signed.addCertificate(certificate);
+      signed.addSigner({ key, certificate, digestAlgorithm: forge.pki.oids.sha256, authenticatedAttributes: [
+        { type: forge.pki.oids.contentType, value: forge.pki.oids.data },
+        { type: forge.pki.oids.messageDigest },
+        { type: forge.pki.oids.signingTime, value: new Date() },
+      ] });
+      signed.sign({ detached: true });
+      return forge.asn1.toDer(signed.toAsn1()).getBytes();
+    },
+    encrypt: () => {
+      const enveloped = forge.pkcs7.createEnvelopedData();
+      enveloped.addRecipient(certificate);
+      enveloped.content = forge.util.createBuffer(content.toString('binary'));
+      enveloped.encrypt();
+      return forge.asn1.toDer(enveloped.toAsn1()).getBytes();
+    },
+    decrypt: (der) => {
+      const enveloped = forge.pkcs7.messageFromAsn1(forge.asn1.fromDer(der));
+      enveloped.decrypt(enveloped.findRecipient(certificate), key);
+    },
+  };
+}
+
+async function main() {
+  const [floor] = buildPrograms('smime_floor');
+  ownStore('alice');
+  const content = Buffer.from(build(() => {}));
+  const contentFile = path.join(folder, 'content');
+  fs.writeFileSync(contentFile, content);
+  console.log(`mail of ${content.length} bytes`);
+  const bare = (what, cms) => Number(execFileSync(floor,
+    [what, contentFile, file('alice.crt'), file('alice.key'), '3', path.join(folder, cms)]).toString().trim().split('\n')
+    .sort((a, b) => a - b)[1]);
+  bare('sign', 'signed.der');
+  bare('encrypt', 'encrypted.der');
+  const pkijs = await pkijsOf(content);
+  const forge = forgeOf(content);
+  const signer = both('alice');
+  const recipient = pem('alice');
+  const signedMail = Buffer.from(build((builder) => builder.SetSignerCert(signer)));
+  const encryptedMail = Buffer.from(build((builder) => builder.SetRecipientsCerts([recipient])));
+  const pkijsSigned = await pkijs.sign();
+  const pkijsEncrypted = await pkijs.encrypt();
+  const forgeEncrypted = forge.encrypt();
+
+  const ratios = [];
+  const row = async (title, contenders) => {
+    const medians = await compare(title, contenders, { runs: 5 });
+    ratios.push([title, medians.module / medians.openssl, medians.pkijs / medians.module]);
+  };
+  await row('sign', {
+    openssl: () => bare('sign', 'signed.der'),
+    module: () => void build((builder) => builder.SetSignerCert(signer)),
+    pkijs: () => pkijs.sign().then(() => {}),
+    forge: () => void forge.sign(),
+  });
+  await row('verify', {
+    openssl: () => bare('verify', 'signed.der'),
+    module: () => open(signedMail, 'verifyResult'),
+    pkijs: () => pkijs.verify(pkijsSigned),
+  });
+  await row('encrypt', {
+    openssl: () => bare('encrypt', 'encrypted.der'),
+    module: () => void build((builder) => builder.SetRecipientsCerts([recipient])),
+    pkijs: () => pkijs.encrypt().then(() => {}),
+    forge: () => void forge.encrypt(),
+  });
+  await row('decrypt', {
+    openssl: () => bare('decrypt', 'encrypted.der'),
+    module: () => open(encryptedMail, 'decryptResult'),
+    pkijs: () => pkijs.decrypt(pkijsEncrypted),
+    forge: () => forge.decrypt(forgeEncrypted),
+  });
+
+  const kImports = 32;
+  const importAll = (width) => new Promise((resolve, reject) => {
+    let started = 0;
+    let ended = 0;
+    const next = () => {
+      if (started === kImports) return;
+      started++;
+      const parser = new MessageParser();
+      parser.ImportAsync(signedMail, (error) => {
+        if (error || !parser.verifyResult) return reject(error ?? new Error('not verified'));
+        if (++ended === kImports) return resolve();
+        next();
+      });
+    };
+    for (let i = 0; i < width; i++) next();
+  });
+  const spread = await compare(`${kImports} imports of a signed mail of 10 MiB`, {
+    'one after another': () => importAll(1),
+    'all at once': () => importAll(kImports),
+  }, { runs: 3 });
+
+  console.log('\nratios: module / openssl (wanted at most 1.3), pkijs / module (wanted at least 4)');
+  for (const [title, floorRatio, peerRatio] of ratios) {
+    console.log(`  ${title.padEnd(10)} ${floorRatio.toFixed(2)}   ${peerRatio.toFixed(2)}`);
+  }
+  console.log(`  parallel imports: ${(spread['one after another'] / spread['all at once']).toFixed(2)} times as fast on ${require('node:os').cpus().length} processors`);
+}
+
+main().catch((error) => {
+  console.error(error);
+  process.exitCode = 1;
+});
