@@ -46,6 +46,10 @@ class ErrorQueueGuard {
   ErrorQueueGuard& operator=(const ErrorQueueGuard&) = delete;
 };
 
+inline void cleanse(std::string& text) noexcept {
+  OPENSSL_cleanse(text.data(), text.size());
+}
+
 // Text that is overwritten before its memory goes back: passwords and private keys.
 class Secret {
  public:

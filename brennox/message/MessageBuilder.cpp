@@ -159,6 +159,24 @@ OutgoingEntity compose(std::string_view plain, std::string_view html, Array* att
   return mime::multipartEntity("mixed", std::move(parts));
 }
 
+// Everybody a message names.
+std::vector<std::string> mailboxesOf(MessageHeader* header) {
+  std::vector<std::string> mailboxes;
+  const auto add = [&](Address* address) {
+    if (address != nullptr) {
+      mailboxes.emplace_back(textOf(address->mailbox()));
+    }
+  };
+  add(header->from());
+  add(header->sender());
+  for (Array* const list : {header->to(), header->cc(), header->bcc()}) {
+    for (unsigned int i = 0; list != nullptr && i < list->count(); ++i) {
+      add(dynamic_cast<Address*>(list->objectAtIndex(i)));
+    }
+  }
+  return mailboxes;
+}
+
 }  // namespace
 
 MessageBuilder::MessageBuilder() : state_(std::make_unique<State>()) {}
@@ -285,8 +303,8 @@ Data* MessageBuilder::data() {
     return mime::assemble(fields, content).autoreleased();
   }
   protection.boundaryStem = stem;
-  const Ref<Data> protectedEntity = message::protect(mime::assemble("", content), protection);
-  return mime::assemble(fields, protectedEntity->view()).autoreleased();
+  protection.mailboxes = mailboxesOf(header.get());
+  return message::protect(fields, mime::assemble("", content), protection).autoreleased();
 }
 
 ErrorCode MessageBuilder::writeToFile(String* path) {

@@ -5,6 +5,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace brennox {
 
@@ -21,6 +22,8 @@ struct Protection {
   String* keyUsagePolicy = nullptr;
   String* tempFolder = nullptr;
   String* sender = nullptr;  // the mailbox of From
+  // Everybody the message names, the sender included.
+  std::vector<std::string> mailboxes;
   // For boundaries: never occurs in the entity, nor does anything that begins with it.
   std::string boundaryStem;
 
@@ -28,11 +31,11 @@ struct Protection {
   bool isEncrypted() const;
 };
 
-// Wraps an entity (MIME fields, empty line, body; CRLF throughout) into the entity that takes its
-// place in the message, of the same form. The input was written with WriteOptions::isSigned where
-// it gets signed. Throws std::runtime_error with a text for the script when a certificate or key
-// cannot be used; nothing is ever left unsigned or unencrypted that was to be.
-Ref<Data> protect(const Ref<Data>& entity, const Protection& protection);
+// Makes a message of its own fields and of an entity (MIME fields, empty line, body; CRLF
+// throughout) that it wraps as was asked for. The input was written with WriteOptions::isSigned
+// where it gets signed. Throws std::runtime_error with a text for the script when a certificate or
+// key cannot be used; nothing is ever left unsigned or unencrypted that was to be.
+Ref<Data> protect(std::string_view fields, const Ref<Data>& entity, const Protection& protection);
 
 }  // namespace message
 }  // namespace brennox

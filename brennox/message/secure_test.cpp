@@ -1,6 +1,11 @@
 #include "message/secure.h"
 
+#include <brennox/Address.h>
+#include <brennox/Array.h>
 #include <brennox/AutoreleasePool.h>
+#include <brennox/MessageBuilder.h>
+#include <brennox/MessageHeader.h>
+#include <brennox/String.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -101,6 +106,86 @@ TEST(Layers, OfFurtherMails) {
     GTEST_SKIP() << "BRENNOX_SMIME_MAILS names no folder";
   }
   checkCases(folder);
+}
+
+Ref<MessageBuilder> builder() {
+  Ref<MessageBuilder> result = make<MessageBuilder>();
+  const Ref<MessageHeader> header = make<MessageHeader>();
+  header->setFrom(Address::addressWithMailbox(String::stringWithText("person2@example.org")));
+  result->setHeader(header.get());
+  result->setTextBody(String::stringWithText("The secret is 4711."));
+  return result;
+}
+
+Array* listOf(const std::vector<std::string>& texts) {
+  Array* const list = Array::array();
+  for (const std::string& text : texts) {
+    list->addObject(String::stringWithText(text));
+  }
+  return list;
+}
+
+class ProtectedMessage : public ::testing::TestWithParam<Kind> {};
+
+TEST_P(ProtectedMessage, ReadsAsItWasBuilt) {
+  const AutoreleasePool pool;
+  const Person& person = crypto::testing::person(GetParam());
+  TemporaryStore store;
+  store.add("my/own.pem", person.certificatePem() + person.keyPem());
+  store.add("trusted/authority.crt", crypto::testing::authority(GetParam()).certificatePem());
+  for (const int what : {1, 2, 3}) {
+    const Ref<MessageBuilder> built = builder();
+    if ((what & 1) != 0) {
+      built->setSigningCertificate(
+          String::stringWithText(person.certificatePem() + person.keyPem()), nullptr);
+    }
+    if ((what & 2) != 0) {
+      built->setRecipientsCertificates(listOf({person.certificatePem()}));
+    }
+    Data* const mail = built->data();
+    const SecureResult result = openLayers(mail, {});
+    EXPECT_EQ(result.isSigned, (what & 1) != 0);
+    EXPECT_EQ(result.isVerified, (what & 1) != 0);
+    EXPECT_EQ(result.isEncrypted, (what & 2) != 0);
+    EXPECT_EQ(result.isDecrypted, (what & 2) != 0);
+    ASSERT_TRUE(result.content);
+    EXPECT_NE(result.content->view().find("4711"), std::string_view::npos);
+    EXPECT_EQ(mail->view().find("4711") == std::string_view::npos, (what & 2) != 0);
+    EXPECT_EQ(mail->view().find("multipart/signed") == std::string_view::npos, what != 1);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, ProtectedMessage,
+                         ::testing::Values(Kind::kRsa, Kind::kEc, Kind::kGost256, Kind::kGost512));
+
+TEST(Protection, KeepsToLineLengthsAndLineEnds) {
+  const AutoreleasePool pool;
+  const Person& person = crypto::testing::person(Kind::kRsa);
+  for (std::size_t length = 0; length < 200; length += 7) {
+    const Ref<MessageBuilder> built = builder();
+    built->setTextBody(String::stringWithText(std::string(length, 'x')));
+    built->setRecipientsCertificates(listOf({person.certificatePem()}));
+    std::string_view rest = built->data()->view();
+    while (!rest.empty()) {
+      const std::size_t end = rest.find("\r\n");
+      ASSERT_NE(end, std::string_view::npos);
+      EXPECT_LE(end, 78U);
+      EXPECT_EQ(rest.substr(0, end).find('\n'), std::string_view::npos);
+      rest.remove_prefix(end + 2);
+    }
+  }
+}
+
+TEST(Protection, FailsAsAWhole) {
+  const AutoreleasePool pool;
+  TemporaryStore store;
+  const Ref<MessageBuilder> built = builder();
+  built->setSigningCertificate(String::stringWithText("nobody@example.org"), nullptr);
+  EXPECT_THROW(built->data(), std::runtime_error);
+  const Ref<MessageBuilder> other = builder();
+  other->setRecipientsCertificates(
+      listOf({crypto::testing::person(Kind::kEc).certificatePem(), "nobody@example.org"}));
+  EXPECT_THROW(other->data(), std::runtime_error);
 }
 
 }  // namespace
