@@ -42,7 +42,8 @@ std::string stemFor(AbstractPart* part, unsigned int number) {
   if (type == "text/calendar") {
     return "invite";
   }
-  if (type == "application/pkcs7-signature" || type == "application/x-pkcs7-signature") {
+  if (type == "application/pkcs7-signature" || type == "application/x-pkcs7-signature" ||
+      type == "application/pkcs7-mime" || type == "application/x-pkcs7-mime") {
     return "smime";
   }
   if (type == "application/pgp-signature") {
@@ -106,17 +107,10 @@ struct MessageParser::State {
       settings.author = textOf(author->mailbox());
     }
     secure = message::openLayers(data.get(), settings);
-    if (!secure.content) {
-      return;
+    // What is shown is what was signed and nothing beside it.
+    if (secure.content) {
+      inside = mime::MimePart::parse(secure.content.get());
     }
-    // A clear signature hides nothing: the message is shown as it came, with its signature
-    // attached.
-    Array* const parts = message->parts();
-    if (parts != nullptr && parts->count() > 0 &&
-        parts->at<mime::MimePart>(0)->rawEntity()->bytes() == secure.content->bytes()) {
-      return;
-    }
-    inside = mime::MimePart::parse(secure.content.get());
   }
 
   void sort() {

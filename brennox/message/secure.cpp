@@ -130,7 +130,9 @@ class Layers {
     unsigned int layers = 0;
     while (takeOff(layers < kMaxLayers)) {
       ++layers;
-      result_.content = current_;
+      if (!isUnreadable_) {
+        result_.content = current_;
+      }
     }
     result_.isVerified = result_.isSigned && areSignaturesGood_;
     result_.isDecrypted = result_.isEncrypted && status_ == crypto::DecryptStatus::kOpened;
@@ -181,7 +183,10 @@ class Layers {
     }
     const std::string_view content = bytes.substr(first->header, first->end - first->header);
     const Ref<Block> cms = decodeCms(bodyOf(bytes, *second), second->encoding);
-    addSignature(verifyDetached({cms->bytes(), cms->size()}, content));
+    crypto::SignedOutline outline;
+    isUnreadable_ = !crypto::readSigned({cms->bytes(), cms->size()}, outline);
+    addSignature(isUnreadable_ ? crypto::Signature()
+                               : verifyDetached({cms->bytes(), cms->size()}, content));
     current_ = make<Data>(current_->block(), content.data(), content.size());
     return true;
   }
@@ -242,6 +247,7 @@ class Layers {
       }
       return false;
     }
+    isUnreadable_ = false;
     addSignature(opened.signature);
     if (opened.content.size() == 1) {
       const std::string_view content = opened.content.front();
@@ -297,6 +303,7 @@ class Layers {
 
   // The walk ends with the first layer that does not open, so the last outcome is that of all.
   void addEncryption(crypto::DecryptStatus status) {
+    isUnreadable_ = false;
     result_.isEncrypted = true;
     status_ = status;
   }
@@ -314,6 +321,9 @@ class Layers {
   Ref<Data> current_;
   SecureResult result_;
   bool areSignaturesGood_ = false;
+  // The last layer was a signature that is none: what it claims to sign is shown as it came, with
+  // the supposed signature beside it, unless there is a further layer inside.
+  bool isUnreadable_ = false;
   crypto::DecryptStatus status_ = crypto::DecryptStatus::kOpened;
   std::shared_ptr<const crypto::StoreContents> store_;
 };

@@ -108,6 +108,18 @@ TEST(Layers, OfFurtherMails) {
   checkCases(folder);
 }
 
+TEST(Layers, LeaveASignatureThatIsNoneBesideItsText) {
+  const AutoreleasePool pool;
+  const std::string mail =
+      "Content-Type: multipart/signed; protocol=\"application/pkcs7-signature\"; boundary=b\r\n\r\n"
+      "--b\r\n\r\nText.\r\n--b\r\nContent-Type: application/pkcs7-signature; name=smime.p7s\r\n"
+      "Content-Transfer-Encoding: base64\r\n\r\nbm90aGluZw==\r\n--b--\r\n";
+  const SecureResult result = openLayers(Data::dataWithBytes(mail.data(), mail.size()), {});
+  EXPECT_TRUE(result.isSigned);
+  EXPECT_FALSE(result.isVerified);
+  EXPECT_FALSE(result.content);
+}
+
 Ref<MessageBuilder> builder() {
   Ref<MessageBuilder> result = make<MessageBuilder>();
   const Ref<MessageHeader> header = make<MessageHeader>();
