@@ -175,6 +175,17 @@ const std::string& Source::charsetHint() {
   return hint_;
 }
 
+std::string_view Source::wordCharset() const {
+  const Entity& root = entities_.front();
+  const std::string_view header = bytes().substr(root.header, root.body - root.header);
+  const std::size_t word = header.find("=?");
+  if (word == std::string_view::npos) {
+    return {};
+  }
+  const std::string_view rest = header.substr(word + 2);
+  return rest.substr(0, rest.find_first_of("?* \r\n"));
+}
+
 Ref<MimePart> MimePart::parse(Data* data) {
   return Ref<MimePart>::adopt(new MimePart(make<Source>(data), 0, nullptr, 0));
 }
@@ -188,6 +199,7 @@ MimePart::MimePart(Ref<Source> source, std::uint32_t entity, MimePart* parent, u
   encoding_ = transferEncodingOf(this->entity().encoding);
   childSource_ = source_;
   firstChild_ = this->entity().firstChild;
+  inheritCharset(parent);
   readFields();
   lookInside();
   number(parent, index);
@@ -211,11 +223,20 @@ MimePart::MimePart(Made made, MimePart* parent, unsigned int index)
     setContentID(stringOf(std::move(made.contentID)));
   }
   setAttachment(made.attachment);
+  inheritCharset(parent);
   lookInside();
   number(parent, index);
 }
 
 MimePart::~MimePart() = default;
+
+void MimePart::inheritCharset(MimePart* parent) {
+  if (parent == nullptr || parent->partType() == PartType::Message) {
+    return;
+  }
+  const std::string_view declared = brennox::textOf(parent->charset());
+  outerCharset_ = declared.empty() ? parent->outerCharset_ : std::string(declared);
+}
 
 // Section numbers as IMAP has them (RFC 3501 section 6.4.5): a multipart at the root of a message
 // has none; its children count from the message's own number.
@@ -620,6 +641,14 @@ String* MimePart::decodedString() {
     if (!found.empty() && text::isKnownCharset(found) &&
         (text::isAscii(bytes) || !text::isValidUtf8(bytes))) {
       declared = found;
+    }
+  }
+  if (declared.empty() && !text::isAscii(bytes) && !text::isValidUtf8(bytes)) {
+    if (text::isKnownCharset(outerCharset_)) {
+      declared = outerCharset_;
+    } else {
+      // The header is probably in the same charset.
+      declared = text::detectCharset(bytes, source_ ? source_->wordCharset() : std::string_view());
     }
   }
   std::string text = text::decodeText(bytes, declared);

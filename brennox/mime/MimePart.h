@@ -27,6 +27,8 @@ class Source : public Object {
   // The charset of the first text, declared or detected: the best guess for raw 8-bit header
   // fields. May be empty.
   const std::string& charsetHint();
+  // The charset that the first encoded-word of the root's header is in; may be empty.
+  std::string_view wordCharset() const;
 
  private:
   Ref<Data> data_;
@@ -85,6 +87,7 @@ class MimePart final : public Attachment {
 
   MimePart(Ref<Source> source, std::uint32_t entity, MimePart* parent, unsigned int index);
   MimePart(Made made, MimePart* parent, unsigned int index);
+  void inheritCharset(MimePart* parent);
 
   const Entity& entity() const { return source_->entity(entity_); }
   void readFields();
@@ -113,6 +116,8 @@ class MimePart final : public Attachment {
   // The section number of this part; for a multipart at the root of a message, that of the message.
   std::string section_;
   std::string start_;
+  // For a text that declares no charset: the one that a multipart around it declares.
+  std::string outerCharset_;
   unsigned int depth_ = 0;
   unsigned int encodings_ = 0;
   TransferEncoding encoding_ = TransferEncoding::Identity;

@@ -102,8 +102,9 @@ Body chooseAlternative(std::vector<Bodies>& children) {
     if (hasHtml) {
       html = &child;
     }
-    // A child of plain text alone is better than one that mixes both.
-    if (offersPlain(child) && (!hasHtml || !plainIsPure)) {
+    // A child of plain text alone is better than one that mixes both; among those the first, which
+    // is what a reader without HTML was meant to see.
+    if (offersPlain(child) && (plain == nullptr || (!hasHtml && !plainIsPure))) {
       plain = &child;
       plainIsPure = !hasHtml;
     }

@@ -86,6 +86,9 @@ TEST(Classify, ChoosesBodies) {
   EXPECT_EQ(sorted(node("multipart/mixed",
                         {named(node("text/plain"), "a"), named(node("text/plain"), "b")})),
             "[text/plain=a / text/plain=a] inlined:  attached: text/plain=b");
+  EXPECT_EQ(sorted(node("multipart/alternative",
+                        {named(node("text/plain"), "a"), named(node("text/plain"), "b")})),
+            "[text/plain=b / text/plain=a] inlined:  attached: ");
   EXPECT_EQ(sorted(node("image/png")), " inlined:  attached: image/png");
   EXPECT_EQ(sorted(node("multipart/mixed")), " inlined:  attached: ");
 }

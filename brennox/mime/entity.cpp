@@ -326,10 +326,15 @@ class Scan {
   // message inside, and so on; the cursor then stands at a body.
   void readEntity() {
     for (;;) {
+      impliedPart_ = false;
       const bool cut = readHeader();
       Entity& entity = current();
       entity.body = offset(at_);
       classify(entity);
+      if (impliedPart_ && entity.kind == EntityKind::Multipart) {
+        addEntity(current_, static_cast<std::uint16_t>(entity.depth + 1U));
+        continue;
+      }
       if (cut || entity.kind != EntityKind::Message) {
         return;
       }
@@ -369,6 +374,10 @@ class Scan {
         return true;
       }
       const std::size_t name = fieldNameLength(line, lf);
+      if (name != 0 && startsPartWithoutBoundary(std::string_view(line, name))) {
+        impliedPart_ = true;
+        return true;
+      }
       if (name == 0) {
         if (!headerGoesOn(line, garbageUntil)) {
           return false;
@@ -393,6 +402,15 @@ class Scan {
       at_ = nextLine(lf);
     }
     return false;
+  }
+
+  // A second Content-Type behind that of an inner multipart: the boundary line of its first part is
+  // missing, and this field belongs to that part.
+  bool startsPartWithoutBoundary(std::string_view name) {
+    const Entity& entity = current();
+    return name.size() == 12 && entity.parent != kNoEntity &&
+           entity.contentType.data() != nullptr && text::equalsIgnoringCase(name, "content-type") &&
+           equalsIgnoringCase(mediaTypeOf(entity.contentType).type, "multipart");
   }
 
   std::string_view* fieldFor(std::string_view name) {
@@ -612,6 +630,8 @@ class Scan {
   std::vector<std::uint32_t> lastChild_;
   OpenBoundaries boundaries_;
   std::uint32_t current_ = kNoEntity;
+  // The header that was read last ended where a part without a boundary line starts.
+  bool impliedPart_ = false;
 };
 
 }  // namespace

@@ -119,6 +119,12 @@ TEST(Entity, ToleratesWhatRealMailsBreak) {
        "leaf text/html [x]\n"},
       {"missing empty line", "Content-Type: text/html\n<p>one</p>\n\ntwo",
        "leaf text/html [<p>one</p>\n\ntwo]\n"},
+      {"an inner multipart without its first boundary line",
+       "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: multipart/alternative; "
+       "boundary=c\nContent-Type: text/plain\n\none\n--c\nContent-Type: "
+       "text/html\n\ntwo\n--c--\n--b--\n",
+       "multipart multipart/mixed\n  multipart multipart/alternative\n    leaf text/plain [one]\n"
+       "    leaf text/html [two]\n"},
       {"first of two Content-Types", "Content-Type: text/html\nContent-Type: text/plain\n\nx",
        "leaf text/html [x]\n"},
   };
