@@ -132,10 +132,9 @@ for (const kind of kinds) {
     const content = 'Content-Type: text/plain; charset=utf-8\r\n\r\nby openssl\r\n';
     for (const cipher of kind.engine.length ? ['gost89'] : ['aes-128-cbc', 'aes-256-cbc', 'des3', 'aes-256-gcm']) {
       for (const how of [[], ['-keyid'], ['-stream']]) {
-        // The command line cannot encrypt to GOST keys without being told a parameter of the key.
-        const made = openssl(['cms', '-encrypt', '-binary', ...how, `-${cipher}`, ...kind.engine,
-          ...(kind.engine.length ? ['-recip', file(`${kind.name}.crt`), '-keyopt', 'ukmhex:0102030405060708'] : [file(`${kind.name}.crt`)])], content);
-        if (!made.ok && kind.engine.length) continue;
+        // The option for the key makes the command line take the way that GOST keys need.
+        const made = openssl(['cms', '-encrypt', '-binary', ...how, `-${cipher}`, ...kind.engine, '-recip', file(`${kind.name}.crt`),
+          ...(kind.engine.length ? ['-keyopt', 'ukmhex:0102030405060708'] : [])], content);
         assert.ok(made.ok, made.err);
         const parser = parse(made.out);
         assert.deepEqual(results(parser), { ...kPlain, isEncrypted: true, decryptResult: true }, cipher + how);
@@ -466,7 +465,7 @@ test('a great number of layers is not opened', () => {
 });
 
 test('the collected mails read as their list says', () => {
-  const corpus = path.join(fixtures, 'smime');
+  const corpus = process.env.BRENNOX_SMIME_MAILS ?? path.join(fixtures, 'smime');
   const lines = fs.readFileSync(path.join(corpus, 'cases.txt'), 'utf8').split('\n').filter((line) => line && !line.startsWith('#'));
   assert.ok(lines.length > 50);
   for (const line of lines) {
