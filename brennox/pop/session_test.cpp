@@ -127,6 +127,9 @@ TEST_F(PopSession, ListsFetchesAndDeletes) {
   Data* const data = session->fetchMessage(first, nullptr, &error_);
   ASSERT_NE(data, nullptr);
   EXPECT_EQ(data->view(), "A: b\r\n\r\nx\r\n");
+  MessageHeader* const header = session->fetchHeader(first, &error_);
+  ASSERT_NE(header, nullptr);
+  EXPECT_EQ(header->subject()->view(), "hello");
   session->deleteMessage(first, &error_);
   EXPECT_EQ(error_, ErrorNone);
   EXPECT_EQ(session->fetchMessage(7, nullptr, &error_), nullptr);
@@ -141,6 +144,17 @@ TEST_F(PopSession, ListsWithOnlyOneOfListAndUidl) {
   ASSERT_NE(messages, nullptr);
   EXPECT_EQ(messages->at<POPMessageInfo>(0)->uid(), nullptr);
   EXPECT_EQ(messages->at<POPMessageInfo>(1)->size(), 11U);
+}
+
+TEST_F(PopSession, AServerWithoutCapaIsAskedOneByOne) {
+  mailbox_.answers.erase("CAPA");
+  mailbox_.answers.erase("TOP 1 0");
+  ScriptedServer server([this](auto& peer) { mailbox_.serve(peer); });
+  const auto session = sessionFor(server);
+  ASSERT_NE(session->fetchMessages(&error_), nullptr);
+  ASSERT_NE(session->fetchHeader(1, &error_), nullptr);
+  EXPECT_TRUE(mailbox_.heard("TOP 1 0"));
+  EXPECT_TRUE(mailbox_.heard("RETR 1"));
 }
 
 TEST_F(PopSession, AnEntryOfAnotherMessageIsNotTouched) {
