@@ -1,0 +1,77 @@
+// The package as its users get it: packed, installed into an empty project without install scripts, and
+// used from CommonJS, ESM and TypeScript on every Node.js it supports.
+'use strict';
+
+const assert = require('node:assert/strict');
+const { execFileSync } = require('node:child_process');
+const fs = require('node:fs');
+const os = require('node:os');
+const path = require('node:path');
+const test = require('node:test');
+
+const { nodeVersions } = require('../support/nodes.js');
+
+const kRoot = path.join(__dirname, '../..');
+const kPrebuilt = path.join(kRoot, 'prebuilds/linux-x64/velkor_brennox2.node');
+
+const kScripts = {
+  'use.cjs': `
+const assert = require('node:assert');
+const brennox = require('velkor_brennox2');
+const { ErrorCode } = require('velkor_brennox2/constants');
+assert.strictEqual(Object.keys(brennox).length, 16);
+const builder = new brennox.MessageBuilder();
+builder.textBody = 'hello';
+assert.ok(builder.data.includes('hello'));
+assert.strictEqual(ErrorCode.None, 0);
+assert.strictEqual(require('velkor_brennox2/velkor_brennox2.node').Data.name, 'Data');
+`,
+  'use.mjs': `
+import assert from 'node:assert';
+import brennox, { Data, MessageParser } from 'velkor_brennox2';
+import { MessageFlag } from 'velkor_brennox2/constants';
+assert.strictEqual(brennox.Data, Data);
+const parser = new MessageParser();
+parser.Import(Buffer.from('Subject: hi\\r\\n\\r\\ntext\\r\\n'));
+assert.strictEqual(parser.header.subject, 'hi');
+assert.strictEqual(MessageFlag.Seen, 1);
+`,
+  'use.mts': `
+import { Data, type Callback } from 'velkor_brennox2';
+const length: number = new Data(Buffer.from('x')).length();
+const callback: Callback<Buffer> = (error, data) => void [error, data.length];
+void [length, callback];
+`,
+};
+
+test('the packed module', { skip: !fs.existsSync(kPrebuilt) && 'the release is not built' }, async (t) => {
+  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'brennox-pack-'));
+  t.after(() => fs.rmSync(folder, { recursive: true }));
+  const npm = (...args) => execFileSync('npm', args, { cwd: folder, encoding: 'utf8', stdio: ['ignore', 'pipe', 'pipe'] });
+  const [{ filename, files }] = JSON.parse(npm('pack', kRoot, '--json', '--ignore-scripts', '--silent'));
+  fs.writeFileSync(path.join(folder, 'package.json'), '{"private": true}');
+  npm('install', '--ignore-scripts', '--no-audit', '--no-fund', '--offline', `./${filename}`);
+  for (const [name, text] of Object.entries(kScripts)) fs.writeFileSync(path.join(folder, name), text);
+
+  await t.test('holds what a user needs and nothing of the workshop', () => {
+    const names = files.map((file) => file.path);
+    for (const name of ['index.js', 'index.mjs', 'index.d.ts', 'index.d.mts', 'constants.js', 'constants.d.ts', 'README.md', 'LICENSE',
+      'prebuilds/linux-x64/velkor_brennox2.node', 'prebuilds/linux-x64/velkor_brennox2_impl.so']) {
+      assert.ok(names.includes(name), `${name} is missing`);
+    }
+    assert.deepEqual(names.filter((name) => /^(test|bench|build|brennox|src|node_modules)\//.test(name)), []);
+  });
+
+  for (const { version, file } of nodeVersions()) {
+    for (const name of ['use.cjs', 'use.mjs']) {
+      await t.test(`${name} runs on Node.js ${version}`, () => {
+        execFileSync(file, [name], { cwd: folder, stdio: 'pipe' });
+      });
+    }
+  }
+
+  await t.test('TypeScript finds the declarations', () => {
+    execFileSync(process.execPath, [path.join(kRoot, 'node_modules/typescript/bin/tsc'), '--noEmit', '--strict', '--module', 'nodenext',
+      '--target', 'es2022', '--typeRoots', path.join(kRoot, 'node_modules/@types'), '--types', 'node', 'use.mts'], { cwd: folder, stdio: 'pipe' });
+  });
+});
