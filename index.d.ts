@@ -197,12 +197,17 @@ declare namespace velkor_brennox2 {
 
     /**
      * Moves one message, on servers without MOVE by copying and expunging that message alone.
-     * @returns The message's UID in the destination; 0 when the server does not tell it. Throws an Error
-     * "Unable to move messages. Error code: N".
+     * @returns The message's UID in the destination; undefined when the server does not tell it. Throws an
+     * Error "Unable to move messages. Error code: N".
      */
-    moveMessages(folder: string, uid: number, destination: string): number;
+    moveMessages(folder: string, uid: number, destination: string): number | undefined;
     /** The asynchronous twin of `moveMessages`; a failure is an Error "Error code: N". */
-    moveMessagesAsync(folder: string, uid: number, destination: string, callback: Callback<number>): void;
+    moveMessagesAsync(
+      folder: string,
+      uid: number,
+      destination: string,
+      callback: Callback<number | undefined>,
+    ): void;
     /**
      * What the server knows about the messages from UID `start` (1) to `end` (the last), both included.
      * Throws an Error "Error code: N".
@@ -439,8 +444,11 @@ declare namespace velkor_brennox2 {
     ReadAsync(path: string, callback: Callback): void;
     /** Throws an Error "Data was not imported" or "Error while importing message data". */
     Import(buffer: Buffer): void;
-    /** The asynchronous twin of `Import`; the buffer may be changed at once. */
-    ImportAsync(buffer: Buffer, callback: Callback): void;
+    /**
+     * The asynchronous twin of `Import`; the buffer may be changed at once. Without a callback the import takes
+     * effect all the same, and nobody is told.
+     */
+    ImportAsync(buffer: Buffer, callback?: Callback): void;
     /** The whole message as safe HTML: it runs no script and fetches nothing. */
     HtmlRendering(): string;
     /** The body alone as a safe HTML fragment. */
