@@ -7,12 +7,14 @@ const test = require('node:test');
 
 const { Attachment, MessageBuilder, MessageHeader, MessageParser } = require('./load.js');
 
+// Display names are decoded by hand: the package's own address lists keep the blank between two encoded-words.
 const kReader = `
 import base64, email, email.policy, json, sys
+from email.header import decode_header, make_header
+from email.utils import getaddresses
 def part(p):
     result = {'type': p.get_content_type(), 'filename': p.get_filename(), 'disposition': p.get_content_disposition(),
               'charset': p.get_content_charset(), 'id': p.get('content-id'), 'encoding': p.get('content-transfer-encoding'),
-              'description': p.get('content-description'), 'name': p.get_param('name'),
               'defects': [str(d) for d in p.defects]}
     if p.get_content_type() == 'message/rfc822':
         result['subject'] = p.get_payload()[0]['subject']
@@ -21,20 +23,27 @@ def part(p):
     else:
         result['bytes'] = base64.b64encode(p.get_payload(decode=True)).decode()
     return result
-m = email.message_from_bytes(sys.stdin.buffer.read(), policy=email.policy.default)
-addresses = lambda name: [[a.display_name, a.addr_spec] for a in m[name].addresses] if m[name] else []
-json.dump({'root': part(m), 'subject': m['subject'], 'from': addresses('from'), 'to': addresses('to'), 'cc': addresses('cc'),
-           'names': m.keys(), 'headers': {k: str(v) for k, v in m.items()},
-           'defects': [str(d) for d in m.defects] + [str(d) for v in m.values() for d in getattr(v, 'defects', [])]}, sys.stdout)
+def read(raw):
+    m = email.message_from_bytes(raw, policy=email.policy.default)
+    plain = email.message_from_bytes(raw)
+    addresses = lambda name: [[str(make_header(decode_header(n))), a] for n, a in getaddresses(plain.get_all(name, []))]
+    return {'root': part(m), 'subject': m['subject'], 'from': addresses('from'), 'to': addresses('to'),
+            'cc': addresses('cc'), 'names': m.keys(), 'version': m['mime-version']}
+json.dump([read(base64.b64decode(raw)) for raw in json.load(sys.stdin)], sys.stdout)
 `;
 
 const python = spawnSync('python3', ['-c', 'import email']);
 const skip = python.status === 0 ? false : 'python3 is not installed';
 
-function read(message) {
-  const { status, stdout, stderr } = spawnSync('python3', ['-c', kReader], { input: message, maxBuffer: 1 << 28 });
+function readAll(messages) {
+  const input = JSON.stringify(messages.map((message) => message.toString('base64')));
+  const { status, stdout, stderr } = spawnSync('python3', ['-c', kReader], { input, maxBuffer: 1 << 28 });
   assert.equal(status, 0, String(stderr));
   return JSON.parse(stdout);
+}
+
+function read(message) {
+  return readAll([message])[0];
 }
 
 function bytesOf(part) {
@@ -87,7 +96,7 @@ test('a mail with everything reads back whole', { skip }, () => {
   assert.deepEqual(mail.from, [['', 'alice@example.test']]);
   assert.equal(mail.to.length, 2);
   assert.deepEqual(mail.cc, [['', 'carol@example.test']]);
-  assert.equal(mail.headers['MIME-Version'], '1.0');
+  assert.equal(mail.version, '1.0');
   const { root } = mail;
   assert.equal(root.type, 'multipart/mixed');
   assert.deepEqual(root.parts.map((part) => part.type),
@@ -110,15 +119,17 @@ test('a mail with everything reads back whole', { skip }, () => {
 
 test('display names keep their text', { skip }, () => {
   const names = ['Иван Петров', 'Doe, John', 'A "b" c', 'O\'Brien (x)', '日本 太郎', 'É'.repeat(60)];
-  for (const name of names) {
+  const mails = readAll(names.map((name) => {
     const builder = new MessageBuilder();
     const quoted = `"${name.replace(/["\\]/g, '\\$&')}"`;
     builder.header = parsedHeader(`From: ${quoted} <a@example.test>\r\nTo: ${quoted} <b@example.test>\r\n\r\n`);
     builder.textBody = 'x';
-    const mail = read(builder.data);
-    assert.deepEqual(mail.from, [[name, 'a@example.test']]);
-    assert.deepEqual(mail.to, [[name, 'b@example.test']]);
-  }
+    return builder.data;
+  }));
+  names.forEach((name, i) => {
+    assert.deepEqual(mails[i].from, [[name, 'a@example.test']]);
+    assert.deepEqual(mails[i].to, [[name, 'b@example.test']]);
+  });
 });
 
 test('a thousand recipients arrive', { skip }, () => {
@@ -135,13 +146,15 @@ test('subjects keep their text', { skip }, () => {
     'plain', '=?utf-8?Q?looks_encoded?=', 'a'.repeat(400), 'слово '.repeat(60).trim(), '😀'.repeat(50), 'a  b', 'x =?= y',
     'tab\there', 'ends with =', `${'word '.repeat(40)}конец`,
   ];
-  for (const subject of subjects) {
+  const mails = readAll(subjects.map((subject) => {
     const builder = new MessageBuilder();
     builder.header = headerOf({ from: 'a@example.test', subject });
     const message = builder.data;
     checkLines(message);
-    assert.equal(read(message).subject.replace(/\t/g, ' '), subject.replace(/\t/g, ' '));
-  }
+    return message;
+  }));
+  // A tab may come back as the blank of a fold.
+  subjects.forEach((subject, i) => assert.equal(mails[i].subject.replace(/\t/g, ' '), subject.replace(/\t/g, ' ')));
 });
 
 test('contents of every kind come back', { skip }, () => {
@@ -150,19 +163,20 @@ test('contents of every kind come back', { skip }, () => {
     Buffer.from('x'.repeat(5000)), Buffer.from('кириллица\r\n'.repeat(50)), Buffer.from('From here\r\n.\r\n'),
     Buffer.from(Array.from({ length: 3000 }, (_, i) => (i * 7919) & 255)),
   ];
-  for (const name of ['a.txt', 'a.bin', 'a.html', 'a.json']) {
-    for (const content of contents) {
-      for (const body of ['text', '']) {
-        const builder = new MessageBuilder();
-        builder.textBody = body;
-        builder.addAttachments([new Attachment(content, name)]);
-        const message = builder.data;
-        checkLines(message);
-        const { root } = read(message);
-        assert.deepEqual(bytesOf(body === '' ? root : root.parts[1]), content);
-      }
-    }
-  }
+  const cases = ['a.txt', 'a.bin', 'a.html', 'a.json'].flatMap((name) =>
+    contents.flatMap((content) => ['text', ''].map((body) => ({ name, content, body }))));
+  const mails = readAll(cases.map(({ name, content, body }) => {
+    const builder = new MessageBuilder();
+    builder.textBody = body;
+    builder.addAttachments([new Attachment(content, name)]);
+    const message = builder.data;
+    checkLines(message);
+    return message;
+  }));
+  cases.forEach(({ content, body }, i) => {
+    const { root } = mails[i];
+    assert.deepEqual(bytesOf(body === '' ? root : root.parts[1]), content);
+  });
 });
 
 test('no string of a script adds a header field or a line', { skip }, () => {
