@@ -21,6 +21,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/unique_token.h"
 #include "message/protect.h"
 #include "mime/writer.h"
 #include "rfc822/header_writer.h"
@@ -282,7 +283,7 @@ Data* MessageBuilder::data() {
     Address* const from = header->from();
     const std::string_view domain = domainOf(from == nullptr ? "" : textOf(from->mailbox()));
     state_->identity =
-        Identity{rfc822::newMessageID(domain), std::time(nullptr), mime::newBoundarySeed()};
+        Identity{rfc822::newMessageID(domain), std::time(nullptr), core::uniqueToken()};
   }
 
   message::Protection protection;

@@ -4,11 +4,9 @@
 #include <brennox/String.h>
 
 #include <algorithm>
-#include <atomic>
-#include <cstdint>
 #include <cstring>
-#include <random>
 
+#include "core/unique_token.h"
 #include "mime/mime_types.h"
 #include "mime/part_fields.h"
 #include "rfc822/header_writer.h"
@@ -349,35 +347,13 @@ std::string assignBoundaries(OutgoingEntity& root, std::string_view prefix, std:
   do {
     mark = kBoundaryMark;
     mark += seed;
-    seed = newBoundarySeed();
+    seed = core::uniqueToken();
   } while (occurs(mark, root));
   std::string stem = boundaryPrefix(prefix, kMaxBoundary - mark.size() - 2) + mark;
   char next = 'a';
   assign(root, stem, next);
   // Those of the tree end in a letter each.
   return stem + '.';
-}
-
-std::string newBoundarySeed() {
-  // A boundary has to be unlike any other, not secret: it is searched for in what it divides.
-  static const std::uint64_t start = [] {
-    std::random_device device;
-    return std::uint64_t{device()} << 32 | device();
-  }();
-  static std::atomic<std::uint64_t> count{0};
-  std::uint64_t state = start + count.fetch_add(1) * 2;
-  std::string seed;
-  for (int half = 0; half < 2; ++half) {
-    // splitmix64.
-    std::uint64_t mixed = (state++) * 0x9E3779B97F4A7C15U;
-    mixed = (mixed ^ mixed >> 30) * 0xBF58476D1CE4E5B9U;
-    mixed = (mixed ^ mixed >> 27) * 0x94D049BB133111EBU;
-    mixed ^= mixed >> 31;
-    for (int digit = 0; digit < 12; ++digit, mixed >>= 5) {
-      seed += "0123456789abcdefghijklmnopqrstuv"[mixed & 31];
-    }
-  }
-  return seed;
 }
 
 Ref<Data> assemble(std::string_view messageFields, const OutgoingEntity& entity) {

@@ -61,12 +61,10 @@ OutgoingEntity attachmentEntity(Attachment* attachment, Disposition disposition,
 OutgoingEntity multipartEntity(std::string_view subtype, std::vector<OutgoingEntity> parts);
 
 // Gives each multipart of the tree its boundary: the characters of `prefix` that a boundary may
-// have, then `seed`. Another seed is taken if this one occurs in a part's body. Returns a text that
-// occurs nowhere in the tree and can begin a boundary around it, with room for one more character.
+// have, then `seed` (a core::uniqueToken). Another seed is taken if this one occurs in a part's
+// body. Returns a text that occurs nowhere in the tree and can begin a boundary around it, with
+// room for one more character.
 std::string assignBoundaries(OutgoingEntity& root, std::string_view prefix, std::string seed);
-
-// A seed that no other message of the process has.
-std::string newBoundarySeed();
 
 // The message made of header fields, each ended by CRLF, and an entity. Without header fields the
 // entity alone: what gets signed or encrypted.

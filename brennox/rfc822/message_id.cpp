@@ -1,7 +1,7 @@
 #include "rfc822/message_id.h"
 
-#include <random>
 
+#include "core/unique_token.h"
 #include "text/ascii.h"
 #include "text/charset.h"
 #include "text/encoded_word.h"
@@ -96,14 +96,7 @@ std::string parseMessageID(std::string_view raw) {
 }
 
 std::string newMessageID(std::string_view domain) {
-  constexpr char kDigits[] = "0123456789abcdefghijklmnopqrstuv";
-  // 125 bits of chance: no two of them meet.
-  constexpr int kCharacters = 25;
-  std::random_device random;
-  std::string id;
-  for (int i = 0; i < kCharacters; ++i) {
-    id += kDigits[random() & 31U];
-  }
+  std::string id = core::uniqueToken();
   id += '@';
   const std::size_t start = id.size();
   for (const char c : domain) {
