@@ -165,9 +165,10 @@ function account(session, servers, port) {
 
 // Delivery takes a moment.
 async function arrived(imap, count) {
-  for (let i = 0; i < 200; i++) {
-    if (imap.folderStatus('INBOX').messageCount >= count) return imap.fetchMessagesByUID('INBOX');
-    await new Promise((resolve) => setTimeout(resolve, 50));
+  for (const end = Date.now() + 60000; Date.now() < end;) {
+    const messages = imap.fetchMessagesByUID('INBOX');
+    if (messages.length >= count) return messages;
+    await new Promise((resolve) => setTimeout(resolve, 100));
   }
   throw new Error('the mail did not arrive');
 }
