@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "gost_engine.h"
+#include "session_cache.h"
 #include "strict_gost.h"
 #include "trust_store.h"
 
@@ -155,6 +156,10 @@ bool asksForTls(const Easy& handle) {
     }
   }
   return false;
+}
+
+bool mayUseTls(const Easy& handle) {
+  return handle.useSsl != CURLUSESSL_NONE || asksForTls(handle);
 }
 
 CURLcode applyStrictGost(Easy& handle) {
@@ -330,6 +335,9 @@ CURLcode easy_perform(Easy* handle) {
     if (result != CURLE_OK) {
       return result;
     }
+  }
+  if (mayUseTls(*handle)) {
+    attachSessionCache(handle->curl);
   }
   const bool hasBearer = !handle->bearer.empty();
   CURLcode result = applyLogin(*handle, hasBearer);

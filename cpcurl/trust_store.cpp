@@ -37,10 +37,17 @@ FileMark markOf(const char* file) {
 
 struct Shared {
   std::mutex mutex;
-  // Both under the mutex.
+  // The rest under the mutex.
   X509_STORE* store = nullptr;
   FileMark mark;
+  std::uint64_t generation = 0;
 };
+
+// Never deleted: threads may still connect while the process exits.
+Shared& shared() {
+  static Shared* const instance = new Shared;
+  return *instance;
+}
 
 X509_STORE* readBundle(const char* file, const char* folder) {
   X509_STORE* store = X509_STORE_new();
@@ -62,25 +69,38 @@ X509_STORE* readBundle(const char* file, const char* folder) {
   return store;
 }
 
+// Reads the bundle when that has not happened yet or the file has changed. The lock is held.
+void refresh(Shared& trust) {
+  const curl_version_info_data* const info = curl_version_info(CURLVERSION_NOW);
+  const FileMark mark = markOf(info->cainfo);
+  if (trust.store && mark == trust.mark) {
+    return;
+  }
+  X509_STORE* const fresh = readBundle(info->cainfo, info->capath);
+  X509_STORE_free(trust.store);
+  trust.store = fresh;
+  trust.mark = mark;
+  trust.generation++;
+}
+
 }  // namespace
 
 X509_STORE* acquireTrustStore() noexcept {
-  // Never deleted: threads may still connect while the process exits.
-  static Shared* const shared = new Shared;
-  const curl_version_info_data* const info = curl_version_info(CURLVERSION_NOW);
-  const std::lock_guard lock(shared->mutex);
-  const FileMark mark = markOf(info->cainfo);
-  if (!shared->store || !(mark == shared->mark)) {
-    X509_STORE* const fresh = readBundle(info->cainfo, info->capath);
-    X509_STORE_free(shared->store);
-    shared->store = fresh;
-    shared->mark = mark;
-  }
-  if (!shared->store) {
+  Shared& trust = shared();
+  const std::lock_guard lock(trust.mutex);
+  refresh(trust);
+  if (!trust.store) {
     return nullptr;
   }
-  X509_STORE_up_ref(shared->store);
-  return shared->store;
+  X509_STORE_up_ref(trust.store);
+  return trust.store;
+}
+
+std::uint64_t trustGeneration() noexcept {
+  Shared& trust = shared();
+  const std::lock_guard lock(trust.mutex);
+  refresh(trust);
+  return trust.generation;
 }
 
 }  // namespace cpcurl

@@ -3,6 +3,8 @@
 
 #include <openssl/ossl_typ.h>
 
+#include <cstdint>
+
 namespace cpcurl {
 
 // libcurl's own bundle (file and folder that it was built with) as a store with libcurl's own
@@ -12,5 +14,8 @@ namespace cpcurl {
 // libcurl parses the bundle anew for every handle, which costs more than all the rest of a TLS
 // connection.
 X509_STORE* acquireTrustStore() noexcept;
+
+// A number that changes whenever the bundle does. Any thread.
+std::uint64_t trustGeneration() noexcept;
 
 }  // namespace cpcurl
