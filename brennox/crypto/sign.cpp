@@ -60,7 +60,26 @@ void addCapabilities(CMS_SignerInfo* signer, bool hasGost) {
 
 }  // namespace
 
-DetachedSignature sign(const Pieces& content, const Signer& signer) {
+std::string_view micalgOf(const Signer& signer) {
+  return digestFor(keyKindOf(signer.certificate.get())).micalg;
+}
+
+std::size_t maxSignatureLength(const Signer& signer) {
+  // Attributes, the signer's name, algorithms and the structure around it all.
+  constexpr std::size_t kAllowance = 8192;
+  const auto lengthOf = [](const CertHandle& certificate) {
+    // Its issuer's name stands in the signer's information once more.
+    return 2 * static_cast<std::size_t>(std::max(i2d_X509(certificate.get(), nullptr), 0));
+  };
+  std::size_t length = kAllowance + lengthOf(signer.certificate) +
+                       static_cast<std::size_t>(std::max(EVP_PKEY_get_size(signer.key.get()), 0));
+  for (const CertHandle& certificate : signer.chain) {
+    length += lengthOf(certificate);
+  }
+  return length;
+}
+
+std::string sign(const Pieces& content, const Signer& signer) {
   const ErrorQueueGuard errors;
   const KeyKind kind = keyKindOf(signer.certificate.get());
   if (isGost(kind) && !isGostAvailable()) {
@@ -117,10 +136,10 @@ DetachedSignature sign(const Pieces& content, const Signer& signer) {
   if (length <= 0) {
     fail("The message cannot be signed");
   }
-  DetachedSignature result{std::string(static_cast<std::size_t>(length), '\0'), choice.micalg};
-  auto* out = reinterpret_cast<unsigned char*>(result.cms.data());
+  std::string der(static_cast<std::size_t>(length), '\0');
+  auto* out = reinterpret_cast<unsigned char*>(der.data());
   i2d_CMS_ContentInfo(cms.get(), &out);
-  return result;
+  return der;
 }
 
 }  // namespace brennox::crypto

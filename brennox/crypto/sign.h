@@ -19,13 +19,15 @@ struct Signer {
   std::vector<CertHandle> chain;
 };
 
-struct DetachedSignature {
-  std::string cms;  // DER
-  // The name of the digest as a multipart/signed gives it (RFC 8551 section 3.5.3.2).
-  std::string_view micalg;
-};
+// The name of the digest that sign() uses, as a multipart/signed gives it (RFC 8551
+// section 3.5.3.2). Throws std::runtime_error for a key that cannot sign.
+std::string_view micalgOf(const Signer& signer);
 
-// Signs with the digest that the key prescribes (GOST) or SHA-256. Throws std::runtime_error.
-DetachedSignature sign(const Pieces& content, const Signer& signer);
+// No signature of the signer is longer.
+std::size_t maxSignatureLength(const Signer& signer);
+
+// Signs with the digest that the key prescribes (GOST) or SHA-256: the signature in DER. Throws
+// std::runtime_error.
+std::string sign(const Pieces& content, const Signer& signer);
 
 }  // namespace brennox::crypto

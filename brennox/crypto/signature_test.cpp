@@ -34,25 +34,25 @@ class SignatureOfKind : public ::testing::TestWithParam<KindRow> {};
 TEST_P(SignatureOfKind, IsGoodForTheContentAndForNoOther) {
   const KindRow& row = GetParam();
   const Person& person = testing::person(row.kind);
-  const DetachedSignature made = sign({kContent}, person.signer());
-  EXPECT_EQ(made.micalg, row.micalg);
+  const std::string made = sign({kContent}, person.signer());
+  EXPECT_EQ(micalgOf(person.signer()), row.micalg);
+  EXPECT_LE(made.size(), maxSignatureLength(person.signer()));
 
-  const Signature good = verifyDetached(made.cms, {kContent}, testing::trustingAll(), settings());
+  const Signature good = verifyDetached(made, {kContent}, testing::trustingAll(), settings());
   EXPECT_TRUE(good.isGood);
   EXPECT_EQ(good.certificate, person.certificateDer());
   EXPECT_EQ(good.signatureAlgorithm, row.signatureAlgorithm);
   EXPECT_EQ(good.digestAlgorithm, row.digestAlgorithm);
   EXPECT_EQ(good.creationDate.size(), std::string_view("2026-11-21T07:46:45Z").size());
 
-  const Signature bad =
-      verifyDetached(made.cms, {kContent, "!"}, testing::trustingAll(), settings());
+  const Signature bad = verifyDetached(made, {kContent, "!"}, testing::trustingAll(), settings());
   EXPECT_FALSE(bad.isGood);
   EXPECT_EQ(bad.signatureAlgorithm, row.signatureAlgorithm);
 }
 
 TEST_P(SignatureOfKind, NeedsAnAnchor) {
-  const DetachedSignature made = sign({kContent}, testing::person(GetParam().kind).signer());
-  EXPECT_FALSE(verifyDetached(made.cms, {kContent}, testing::trusting({}), settings()).isGood);
+  const std::string made = sign({kContent}, testing::person(GetParam().kind).signer());
+  EXPECT_FALSE(verifyDetached(made, {kContent}, testing::trusting({}), settings()).isGood);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, SignatureOfKind,
@@ -178,27 +178,27 @@ TEST(Signature, ChainIsJudgedAtTheTimeOfSigning) {
   wish.notBefore = -100;
   wish.notAfter = 100;
   const Person brief(Kind::kEc, wish, &testing::authority(Kind::kEc));
-  const DetachedSignature made = sign({kContent}, brief.signer());
+  const std::string made = sign({kContent}, brief.signer());
   const std::string timeless = signedBy({&brief}, "SHA256", CMS_BINARY | CMS_DETACHED | CMS_NOATTR);
   VerifySettings later = settings();
   later.now += 10'000;
-  EXPECT_TRUE(verifyDetached(made.cms, {kContent}, testing::trustingAll(), later).isGood);
+  EXPECT_TRUE(verifyDetached(made, {kContent}, testing::trustingAll(), later).isGood);
   EXPECT_FALSE(verifyDetached(timeless, {kContent}, testing::trustingAll(), later).isGood);
 
   // A time of signing that lies in the future is not believed.
   VerifySettings earlier = settings();
   earlier.now -= 200;
-  EXPECT_TRUE(verifyDetached(made.cms, {kContent}, testing::trustingAll(), earlier).isGood);
+  EXPECT_TRUE(verifyDetached(made, {kContent}, testing::trustingAll(), earlier).isGood);
   earlier.now -= 200;
-  EXPECT_FALSE(verifyDetached(made.cms, {kContent}, testing::trustingAll(), earlier).isGood);
+  EXPECT_FALSE(verifyDetached(made, {kContent}, testing::trustingAll(), earlier).isGood);
 }
 
 TEST(Signature, ByACertificateThatAnEndEntityIssuedIsNotGood) {
   CertificateWish wish;
   wish.name = "Leaf of a leaf";
   const Person leaf(Kind::kEc, wish, &testing::person(Kind::kEc));
-  const DetachedSignature made = sign({kContent}, leaf.signer({&testing::person(Kind::kEc)}));
-  EXPECT_FALSE(verifyDetached(made.cms, {kContent}, testing::trustingAll(), settings()).isGood);
+  const std::string made = sign({kContent}, leaf.signer({&testing::person(Kind::kEc)}));
+  EXPECT_FALSE(verifyDetached(made, {kContent}, testing::trustingAll(), settings()).isGood);
 }
 
 TEST(Signature, FindsLinksInTheMessageOrInTheStore) {
@@ -209,8 +209,8 @@ TEST(Signature, FindsLinksInTheMessageOrInTheStore) {
   wish.name = "Below";
   wish.isAuthority = false;
   const Person below(Kind::kEc, wish, &intermediate);
-  const std::string with = sign({kContent}, below.signer({&intermediate})).cms;
-  const std::string without = sign({kContent}, below.signer()).cms;
+  const std::string with = sign({kContent}, below.signer({&intermediate}));
+  const std::string without = sign({kContent}, below.signer());
   Trust trust = testing::trustingAll();
   EXPECT_TRUE(verifyDetached(with, {kContent}, trust, settings()).isGood);
   EXPECT_FALSE(verifyDetached(without, {kContent}, trust, settings()).isGood);
@@ -256,9 +256,9 @@ TEST(Signature, IsHeldToThePolicy) {
     wish.extendedKeyUsage = row.extendedKeyUsage;
     wish.address = row.address;
     const Person held(Kind::kEc, wish, &testing::authority(Kind::kEc));
-    const DetachedSignature made = sign({kContent}, held.signer());
+    const std::string made = sign({kContent}, held.signer());
     const auto isGood = [&](const char* name) {
-      return verifyDetached(made.cms, {kContent}, testing::trustingAll(),
+      return verifyDetached(made, {kContent}, testing::trustingAll(),
                             settings(policyNamed(name), "author@example.org"))
           .isGood;
     };
@@ -275,7 +275,7 @@ TEST(Signature, IsHeldToThePolicy) {
 
 TEST(Signature, LeavesOpenSslsErrorQueueAlone) {
   verifyDetached("garbage", {kContent}, testing::trustingAll(), settings());
-  verifyDetached(sign({kContent}, testing::person(Kind::kEc).signer()).cms, {"other"},
+  verifyDetached(sign({kContent}, testing::person(Kind::kEc).signer()), {"other"},
                  testing::trustingAll(), settings());
   EXPECT_EQ(ERR_peek_error(), 0U);
 }

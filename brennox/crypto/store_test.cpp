@@ -128,8 +128,7 @@ TEST(Store, ReadsOtherPeopleAndAuthorities) {
   const Person below(Kind::kEc, wish, &link);
   VerifySettings settings;
   settings.now = testing::now();
-  EXPECT_TRUE(
-      verifyDetached(sign({"x"}, below.signer()).cms, {"x"}, contents->trust, settings).isGood);
+  EXPECT_TRUE(verifyDetached(sign({"x"}, below.signer()), {"x"}, contents->trust, settings).isGood);
 }
 
 TEST(Store, NoticesEveryChangeAtOnce) {

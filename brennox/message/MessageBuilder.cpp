@@ -305,7 +305,10 @@ Data* MessageBuilder::data() {
   }
   protection.boundaryStem = stem;
   protection.mailboxes = mailboxesOf(header.get());
-  return message::protect(fields, mime::assemble("", content), protection).autoreleased();
+  const auto write = [&](std::string_view front, std::size_t room) {
+    return mime::assembleWithRoom(front, content, room);
+  };
+  return message::protect(fields, write, protection).autoreleased();
 }
 
 ErrorCode MessageBuilder::writeToFile(String* path) {

@@ -22,8 +22,6 @@
 namespace brennox::message {
 namespace {
 
-constexpr std::string_view kLineEnd = "\r\n";
-
 constexpr std::string_view kSignatureFields =
     "Content-Type: application/pkcs7-signature; name=\"smime.p7s\"\r\n"
     "Content-Transfer-Encoding: base64\r\n"
@@ -116,38 +114,62 @@ crypto::LookupSettings lookupSettings(const Protection& protection) {
   return settings;
 }
 
-// What comes before and after the entity when it is signed.
-struct SignedFrame {
-  std::string before;
-  std::string after;
-};
-
-SignedFrame sign(std::string_view entity, const Protection& protection,
-                 const crypto::StoreContents& store, const crypto::LookupSettings& settings) {
+crypto::Signer findSigner(const Protection& protection, const crypto::StoreContents& store,
+                          const crypto::LookupSettings& settings) {
   std::optional<std::string> second;
   if (protection.signerSecond != nullptr) {
     second.emplace(protection.signerSecond->view());
   }
-  const crypto::Signer signer =
-      crypto::findSigner(store, protection.signer->view(), second, settings);
+  crypto::Signer signer = crypto::findSigner(store, protection.signer->view(), second, settings);
   if (second) {
     crypto::cleanse(*second);
   }
-  const crypto::DetachedSignature signature = crypto::sign({entity}, signer);
-  const std::string boundary = protection.boundaryStem + "s";
+  return signer;
+}
 
-  SignedFrame frame;
-  frame.before =
+std::string boundaryOf(const Protection& protection) {
+  return protection.boundaryStem + "s";
+}
+
+// What stands before the entity when it is signed.
+std::string signedFront(const Protection& protection, const crypto::Signer& signer) {
+  const std::string boundary = boundaryOf(protection);
+  std::string front =
       "Content-Type: multipart/signed; protocol=\"application/pkcs7-signature\";\r\n micalg=";
-  frame.before += signature.micalg;
-  frame.before += ";\r\n boundary=\"" + boundary + "\"\r\n\r\n--" + boundary + "\r\n";
-  std::string encoded(text::base64EncodedLinesLength(signature.cms.size()), '\0');
-  text::base64EncodeLines(signature.cms, encoded.data());
-  frame.after = "\r\n--" + boundary + "\r\n";
-  frame.after += kSignatureFields;
-  frame.after += encoded;
-  frame.after += "\r\n--" + boundary + "--\r\n";
-  return frame;
+  front += crypto::micalgOf(signer);
+  front += ";\r\n boundary=\"" + boundary + "\"\r\n\r\n--" + boundary + "\r\n";
+  return front;
+}
+
+// What follows it.
+std::string signedEnd(const Protection& protection, std::string_view signature) {
+  const std::string boundary = boundaryOf(protection);
+  std::string end = "\r\n--" + boundary + "\r\n";
+  end += kSignatureFields;
+  const std::size_t encoded = text::base64EncodedLinesLength(signature.size());
+  end.resize(end.size() + encoded);
+  text::base64EncodeLines(signature, end.data() + end.size() - encoded);
+  end += "\r\n--" + boundary + "--\r\n";
+  return end;
+}
+
+// Signs the entity where it stands and puts the signature behind it.
+Ref<Data> makeSigned(std::string_view fields, const EntityWriter& writeEntity,
+                     const Protection& protection, const crypto::Signer& signer) {
+  std::string front(fields);
+  front += signedFront(protection, signer);
+  const std::size_t room =
+      signedEnd(protection, std::string(crypto::maxSignatureLength(signer), '\0')).size();
+  Ref<Block> block = writeEntity(front, room);
+  const std::size_t entityEnd = block->size() - room;
+  const std::string_view entity(block->bytes() + front.size(), entityEnd - front.size());
+  const std::string end = signedEnd(protection, crypto::sign({entity}, signer));
+  if (end.size() > room) {
+    throw std::runtime_error("The message cannot be put together");
+  }
+  std::memcpy(block->bytes() + entityEnd, end.data(), end.size());
+  block->truncate(entityEnd + end.size());
+  return make<Data>(std::move(block));
 }
 
 }  // namespace
@@ -156,10 +178,11 @@ bool Protection::isEncrypted() const {
   return recipients != nullptr && recipients->count() > 0;
 }
 
-Ref<Data> protect(std::string_view fields, const Ref<Data>& entity, const Protection& protection) {
+Ref<Data> protect(std::string_view fields, const EntityWriter& writeEntity,
+                  const Protection& protection) {
   const auto store = crypto::CertificateStore::contents();
   const crypto::LookupSettings settings = lookupSettings(protection);
-  // Looked up before anything is computed: most failures are here.
+  // Everything is looked up before anything is computed: most failures are here.
   std::vector<crypto::CertHandle> recipients;
   if (protection.isEncrypted()) {
     std::vector<std::string> names;
@@ -168,29 +191,25 @@ Ref<Data> protect(std::string_view fields, const Ref<Data>& entity, const Protec
     }
     recipients = crypto::findRecipients(*store, names, settings);
   }
-
-  SignedFrame frame;
-  crypto::Pieces pieces{entity->view()};
+  crypto::Signer signer;
   if (protection.isSigned()) {
-    frame = sign(entity->view(), protection, *store, settings);
-    pieces = {frame.before, entity->view(), frame.after};
+    signer = findSigner(protection, *store, settings);
+  }
+  if (!protection.isEncrypted()) {
+    return makeSigned(fields, writeEntity, protection, signer);
   }
 
-  BlockWriter writer;
-  if (!protection.isEncrypted()) {
-    std::size_t size = fields.size();
-    for (const std::string_view piece : pieces) {
-      size += piece.size();
-    }
-    writer.allocate(size);
-    writer.write(fields);
-    for (const std::string_view piece : pieces) {
-      writer.write(piece);
-    }
-    return writer.finish();
+  const Ref<Block> block = writeEntity("", 0);
+  const std::string_view entity(block->bytes(), block->size());
+  std::string front;
+  std::string end;
+  if (protection.isSigned()) {
+    front = signedFront(protection, signer);
+    end = signedEnd(protection, crypto::sign({entity}, signer));
   }
+  BlockWriter writer;
   crypto::encrypt(
-      pieces, recipients,
+      {front, entity, end}, recipients,
       [&](std::size_t length) {
         writer.allocate(fields.size() + kEnvelopeFields.size() +
                         text::base64EncodedLinesLength(length));

@@ -3,6 +3,7 @@
 
 #include <brennox/Data.h>
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,11 +32,15 @@ struct Protection {
   bool isEncrypted() const;
 };
 
-// Makes a message of its own fields and of an entity (MIME fields, empty line, body; CRLF
-// throughout) that it wraps as was asked for. The input was written with WriteOptions::isSigned
-// where it gets signed. Throws std::runtime_error with a text for the script when a certificate or
-// key cannot be used; nothing is ever left unsigned or unencrypted that was to be.
-Ref<Data> protect(std::string_view fields, const Ref<Data>& entity, const Protection& protection);
+// Writes the entity that is to be protected (MIME fields, empty line, body; CRLF throughout; with
+// WriteOptions::isSigned where it gets signed) behind `front` into a block with `room` bytes more.
+using EntityWriter = std::function<Ref<Block>(std::string_view front, std::size_t room)>;
+
+// Makes a message of its own fields and of an entity that it wraps as was asked for. Throws
+// std::runtime_error with a text for the script when a certificate or key cannot be used; nothing
+// is ever left unsigned or unencrypted that was to be.
+Ref<Data> protect(std::string_view fields, const EntityWriter& writeEntity,
+                  const Protection& protection);
 
 }  // namespace message
 }  // namespace brennox

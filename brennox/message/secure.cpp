@@ -21,6 +21,8 @@ namespace {
 
 // Three are common (signed, encrypted, signed again); a message that goes on is made to be costly.
 constexpr unsigned int kMaxLayers = 10;
+// Only the root's header is looked at, unless it says that there are parts to find.
+constexpr std::size_t kHeaderWindow = std::size_t{64} << 10;
 
 bool contains(std::string_view text, std::string_view part) {
   return std::search(text.begin(), text.end(), part.begin(), part.end(), [](char a, char b) {
@@ -39,6 +41,12 @@ bool isSignatureType(const mime::MediaTypeView& type) {
   return text::equalsIgnoringCase(type.type, "application") &&
          (text::equalsIgnoringCase(type.subtype, "pkcs7-signature") ||
           text::equalsIgnoringCase(type.subtype, "x-pkcs7-signature"));
+}
+
+bool isMultipartSigned(const mime::Entity& entity) {
+  const mime::MediaTypeView type = mime::mediaTypeOf(entity.contentType);
+  return text::equalsIgnoringCase(type.type, "multipart") &&
+         text::equalsIgnoringCase(type.subtype, "signed");
 }
 
 bool isOctetStream(const mime::MediaTypeView& type) {
@@ -145,14 +153,20 @@ class Layers {
   // limit a layer only spoils what has been found so far.
   bool takeOff(bool isWithinLimit) {
     const std::string_view bytes = current_->view();
-    const std::vector<mime::Entity> entities = mime::scanEntities(bytes);
+    std::vector<mime::Entity> entities = mime::scanEntities(bytes.substr(0, kHeaderWindow));
     if (entities.empty()) {
       return false;
     }
+    if (bytes.size() > kHeaderWindow) {
+      if (entities.front().body > kHeaderWindow / 2 || isMultipartSigned(entities.front())) {
+        entities = mime::scanEntities(bytes);
+      } else {
+        entities.front().end = bytes.size();
+      }
+    }
     const mime::Entity& root = entities.front();
     const mime::MediaTypeView type = mime::mediaTypeOf(root.contentType);
-    if (text::equalsIgnoringCase(type.type, "multipart") &&
-        text::equalsIgnoringCase(type.subtype, "signed")) {
+    if (isMultipartSigned(root)) {
       return takeOffDetached(entities, isWithinLimit);
     }
     if (isEnvelopeType(type) || (isOctetStream(type) && contains(headerOf(bytes, root), ".p7m"))) {
@@ -193,13 +207,12 @@ class Layers {
 
   crypto::Signature verifyDetached(std::string_view cms, std::string_view content) {
     const crypto::Trust& trust = store().trust;
-    if (!hasBareLineFeed(content)) {
-      return crypto::verifyDetached(cms, {content}, trust, verify_);
+    crypto::Signature signature = crypto::verifyDetached(cms, {content}, trust, verify_);
+    if (signature.isGood || !hasBareLineFeed(content)) {
+      return signature;
     }
     const std::string lines = canonical(content);
-    crypto::Signature signature = crypto::verifyDetached(cms, {lines}, trust, verify_);
-    // What was signed as it stands reads the same.
-    return signature.isGood ? signature : crypto::verifyDetached(cms, {content}, trust, verify_);
+    return crypto::verifyDetached(cms, {lines}, trust, verify_);
   }
 
   // application/pkcs7-mime: what it is, the CMS message in it says and not its parameters.

@@ -356,10 +356,15 @@ std::string assignBoundaries(OutgoingEntity& root, std::string_view prefix, std:
   return stem + '.';
 }
 
-Ref<Data> assemble(std::string_view messageFields, const OutgoingEntity& entity) {
-  Ref<Block> block = Block::allocate(messageFields.size() + entityLength(entity));
+Ref<Block> assembleWithRoom(std::string_view messageFields, const OutgoingEntity& entity,
+                            std::size_t room) {
+  Ref<Block> block = Block::allocate(messageFields.size() + entityLength(entity) + room);
   writeEntity(entity, put(messageFields, block->bytes()));
-  return make<Data>(std::move(block));
+  return block;
+}
+
+Ref<Data> assemble(std::string_view messageFields, const OutgoingEntity& entity) {
+  return make<Data>(assembleWithRoom(messageFields, entity, 0));
 }
 
 Ref<Data> assemble(std::string_view messageFields, std::string_view entity) {

@@ -69,6 +69,9 @@ std::string assignBoundaries(OutgoingEntity& root, std::string_view prefix, std:
 // The message made of header fields, each ended by CRLF, and an entity. Without header fields the
 // entity alone: what gets signed or encrypted.
 Ref<Data> assemble(std::string_view messageFields, const OutgoingEntity& entity);
+// The same in a block that has `room` bytes more, for what is to follow.
+Ref<Block> assembleWithRoom(std::string_view messageFields, const OutgoingEntity& entity,
+                            std::size_t room);
 // The same with an entity (MIME fields, empty line, body) that exists as bytes already.
 Ref<Data> assemble(std::string_view messageFields, std::string_view entity);
 
