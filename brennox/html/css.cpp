@@ -69,6 +69,7 @@ constexpr Property kProperties[] = {
     {"border-top-style"},
     {"border-top-width"},
     {"border-width"},
+    {"box-shadow"},
     {"box-sizing"},
     {"caption-side"},
     {"clear"},
@@ -96,7 +97,7 @@ constexpr Property kProperties[] = {
     {"height", Rule::NoNegative},
     {"hyphens"},
     {"justify-content"},
-    {"letter-spacing", Rule::NoNegative},
+    {"letter-spacing"},
     {"line-height"},
     {"list-style"},
     {"list-style-position"},
@@ -133,8 +134,9 @@ constexpr Property kProperties[] = {
     {"text-decoration-color"},
     {"text-decoration-line"},
     {"text-decoration-style"},
-    {"text-indent", Rule::NoNegative},
+    {"text-indent"},
     {"text-overflow"},
+    {"text-shadow"},
     {"text-transform"},
     {"unicode-bidi"},
     {"vertical-align"},
@@ -142,7 +144,7 @@ constexpr Property kProperties[] = {
     {"white-space"},
     {"width", Rule::NoNegative},
     {"word-break"},
-    {"word-spacing", Rule::NoNegative},
+    {"word-spacing"},
     {"word-wrap"},
 };
 static_assert(std::is_sorted(std::begin(kProperties), std::end(kProperties),
@@ -596,28 +598,44 @@ class SelectorWriter {
     }
   }
 
-  // [class=x], [class~=x] and [id=x], whose values have their prefix in the rendering.
+  // [class=x], [class~=x] and [id=x], whose values have their prefix in the rendering, and
+  // attributes that stand there as they were.
   bool attribute(std::string& text) {
+    static constexpr std::string_view kAsTheyWere[] = {
+        "align", "bgcolor", "dir", "height", "href", "lang", "title", "type", "valign", "width"};
     std::size_t i = at_ + 1;
     const auto skip = [&] {
       while (i < tokens_.size() && tokens_[i].type == Type::Whitespace) {
         ++i;
       }
     };
+    const auto isDelim = [&](char c) {
+      return i < tokens_.size() && tokens_[i].type == Type::Delim && tokens_[i].delim == c;
+    };
+    const auto closes = [&] {
+      skip();
+      return i < tokens_.size() && tokens_[i].type == Type::CloseSquare;
+    };
     skip();
     if (i >= tokens_.size() || tokens_[i].type != Type::Ident) {
       return false;
     }
-    const bool isClass = text::equalsIgnoringCase(tokens_[i].value, "class");
-    if (!isClass && !text::equalsIgnoringCase(tokens_[i].value, "id")) {
+    const std::string name = text::lowered(tokens_[i].value);
+    const bool isPrefixed = name == "class" || name == "id";
+    if (!isPrefixed && !isOneOf(kAsTheyWere, name)) {
       return false;
     }
     ++i;
+    if (!isPrefixed && closes()) {
+      text += '[' + name + ']';
+      at_ = i + 1;
+      return true;
+    }
     skip();
-    if (i < tokens_.size() && tokens_[i].type == Type::Delim && tokens_[i].delim == '~') {
+    if (isPrefixed && isDelim('~')) {
       ++i;
     }
-    if (i >= tokens_.size() || tokens_[i].type != Type::Delim || tokens_[i].delim != '=') {
+    if (!isDelim('=')) {
       return false;
     }
     ++i;
@@ -629,13 +647,18 @@ class SelectorWriter {
     }
     const std::string& value = tokens_[i].value;
     ++i;
-    skip();
-    if (i >= tokens_.size() || tokens_[i].type != Type::CloseSquare) {
+    if (!closes()) {
       return false;
     }
-    text += isClass ? '.' : '#';
-    text += kNamePrefix;
-    appendIdent(value, text);
+    if (isPrefixed) {
+      text += name == "class" ? '.' : '#';
+      text += kNamePrefix;
+      appendIdent(value, text);
+    } else if (isPlainString(value) && name != "href") {
+      text += '[' + name + "='" + value + "']";
+    } else {
+      return false;
+    }
     at_ = i + 1;
     return true;
   }

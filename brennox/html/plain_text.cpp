@@ -151,6 +151,17 @@ class HiddenNames {
   std::unordered_set<std::string> names_;
 };
 
+// Most styles say nothing about what this file asks; they are not taken apart.
+bool isAboutDisplay(std::string_view style) {
+  const std::string lower = text::lowered(style);
+  for (const char* const word : {"display", "visib", "opacity", "overflow", "\\"}) {
+    if (lower.find(word) != std::string::npos) {
+      return true;
+    }
+  }
+  return false;
+}
+
 Role visibleRoleOf(const GumboNode* node, const HiddenNames& hidden) {
   if (!isHtmlElement(node)) {
     return Role::Ignored;
@@ -160,7 +171,7 @@ Role visibleRoleOf(const GumboNode* node, const HiddenNames& hidden) {
     return Role::Ignored;
   }
   const std::string_view style = valueOf(node, "style");
-  if (style.empty()) {
+  if (style.empty() || !isAboutDisplay(style)) {
     return role;
   }
   if (hidesElement(style)) {

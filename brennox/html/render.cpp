@@ -416,6 +416,9 @@ class HtmlRenderer {
       attachments += frame.rows;
     }
     attachments += frame.inner;
+    if (frame.header.empty() && frame.body.empty() && attachments.empty()) {
+      return {};
+    }
     String* const text = frame.part == nullptr ? templates_->templateForMessage()
                                                : templates_->templateForEmbeddedMessage(frame.part);
     return filled(text, {{"HEADER", std::move(frame.header), true},

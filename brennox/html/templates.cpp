@@ -49,7 +49,8 @@ const std::string_view kAttachmentTemplate =
     "<bdi>{{FILENAME}}</bdi>{{#SIZE}} <span "
     "style=\"color:#656d76\">({{SIZE}})</span>{{/SIZE}}</div>";
 
-const std::string_view kMessageTemplate = "{{HEADER}}{{BODY}}{{ATTACHMENTS}}";
+const std::string_view kMessageTemplate =
+    "<div style=\"" BRENNOX_FONT "\">{{HEADER}}{{BODY}}{{ATTACHMENTS}}</div>";
 
 const std::string_view kEmbeddedMessageTemplate =
     "<div style=\"margin:16px 0;padding:12px 16px;border:1px solid #d0d7de;border-radius:6px\">"
