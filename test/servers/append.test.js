@@ -1,0 +1,148 @@
+// appendMessage and its asynchronous twin: the upload over curl, against a real Dovecot and scripted servers.
+'use strict';
+
+const assert = require('node:assert/strict');
+const { execFileSync } = require('node:child_process');
+const fs = require('node:fs');
+const path = require('node:path');
+const test = require('node:test');
+
+const { Data, IMAPSession } = require('../module/load.js');
+const { reasonToSkip, startServers } = require('./harness.js');
+const { startScripted } = require('./scripted.js');
+const { mail, trusting } = require('./smtp.helpers.js');
+
+const kUser = 'alice@example.test';
+
+function sessionTo(port, settings = {}) {
+  return Object.assign(new IMAPSession(), { hostname: '127.0.0.1', port, connectionType: 1, username: kUser, password: 'pw-alice' }, settings);
+}
+
+const append = (session, folder, message) => new Promise((resolve, reject) => {
+  session.appendMessageAsync(folder, new Data(Buffer.from(message)), 0, (error, uid) => (error ? reject(error) : resolve(uid)));
+});
+
+// The newest message of a folder as the server stores it, with the wire's line ends.
+function stored(servers, ...place) {
+  const files = ['new', 'cur'].map((name) => path.join(servers.mail, kUser, ...place, name)).filter(fs.existsSync)
+    .flatMap((folder) => fs.readdirSync(folder).map((name) => path.join(folder, name)));
+  files.sort((a, b) => fs.statSync(b).mtimeMs - fs.statSync(a).mtimeMs);
+  return Buffer.from(fs.readFileSync(files[0], 'latin1').replace(/\r?\n/g, '\r\n'), 'latin1');
+}
+
+test('append to Dovecot', { skip: reasonToSkip({ dovecot: true }) }, async (t) => {
+  const servers = await startServers({ dovecot: true });
+  t.after(() => servers.stop());
+  const { ports } = servers;
+
+  await t.test('the message arrives byte for byte, under the UID that is reported, one after another', async () => {
+    const session = sessionTo(ports.imap);
+    const first = mail('append 1', 'привет\r\n.\r\nend\r\n');
+    const uid = session.appendMessage('INBOX', new Data(Buffer.from(first)), 0);
+    assert.ok(stored(servers, 'inbox').equals(Buffer.from(first)));
+    const second = await append(session, 'INBOX', mail('append 2'));
+    assert.deepEqual([uid, second], [1, 2]);
+    for (const number of [uid, second]) {
+      const data = session.fetchMessageByUID('INBOX', number);
+      assert.match(Buffer.from(data.bytes()).toString(), new RegExp(`Subject: append ${number}`));
+    }
+    session.disconnect();
+  });
+
+  await t.test('a message of 20 MiB', async () => {
+    const session = sessionTo(ports.imap);
+    const message = mail('large', `${'x'.repeat(70)}\r\n`.repeat(291272));
+    assert.equal(await append(session, 'INBOX', message), 3);
+    assert.ok(stored(servers, 'inbox').equals(Buffer.from(message)));
+    session.disconnect();
+  });
+
+  await t.test('folders with blanks and in modified UTF-7', async () => {
+    const session = sessionTo(ports.imap);
+    for (const folder of ['Sent Items', '&BB4EQgQ,BEAEMAQyBDsENQQ9BD0ESwQ1-', 'a/b-c']) {
+      session.createFolder(folder);
+      assert.equal(await append(session, folder, mail(`to ${folder.length}`)), 1, folder);
+    }
+    session.disconnect();
+  });
+
+  await t.test('a missing folder throws its number and uploads nothing', async () => {
+    const session = sessionTo(ports.imap);
+    assert.throws(() => session.appendMessage('Nowhere', new Data(Buffer.from('x')), 0), (error) => {
+      assert.equal(Object.getPrototypeOf(error), Error.prototype);
+      assert.match(error.message, /^\d+$/);
+      assert.notEqual(error.message, '0');
+      return true;
+    });
+    session.disconnect();
+  });
+
+  await t.test('a wrong password throws 5', () => {
+    const session = sessionTo(ports.imap, { password: 'wrong' });
+    assert.throws(() => session.appendMessage('INBOX', new Data(Buffer.from('x')), 0), { name: 'Error', message: '5' });
+  });
+
+  await t.test('over TLS and STARTTLS with the authority trusted, untrusted 4', async () => {
+    const script = `
+      const { Data, IMAPSession } = require(${JSON.stringify(path.join(__dirname, '../module/load.js'))});
+      const results = [[4, ${ports.imaps}], [2, ${ports.imap}]].map(([connectionType, port]) => {
+        const session = Object.assign(new IMAPSession(), { hostname: 'localhost', port, connectionType, checkCertificateEnabled: true,
+          username: ${JSON.stringify(kUser)}, password: 'pw-alice' });
+        try { return session.appendMessage('Drafts', new Data(Buffer.from('Subject: tls\\r\\n\\r\\nx\\r\\n')), 0); }
+        catch (error) { return error.message; }
+      });
+      console.log(JSON.stringify(results));
+      process.exit(0);`;
+    const [command, bundle] = trusting(servers.bundle);
+    assert.deepEqual(JSON.parse(execFileSync(command, [bundle, process.execPath, '-e', script], { encoding: 'utf8' })), [1, 2]);
+    assert.deepEqual(JSON.parse(execFileSync(process.execPath, ['-e', script], { encoding: 'utf8' })), ['4', '4']);
+  });
+});
+
+// One script for both connections: the session's own, which selects, and the upload's.
+function imapServer(onAppend) {
+  return ['* OK [CAPABILITY IMAP4rev1 AUTH=PLAIN SASL-IR] ready\r\n', { serve: [
+    [/^(\S+) CAPABILITY/, '* CAPABILITY IMAP4rev1 AUTH=PLAIN SASL-IR\r\n$1 OK done\r\n'],
+    [/^(\S+) SELECT/, '* 0 EXISTS\r\n* OK [UIDVALIDITY 1] x\r\n* OK [UIDNEXT 7] x\r\n$1 OK done\r\n'],
+    [/^(\S+) APPEND .*\{(\d+)\}/, onAppend],
+    [/^(\S+) /, '$1 OK done\r\n'],
+  ] }];
+}
+
+const kTakes = ['+ go on\r\n', { bytes: '$2' }, '\r\n$1 OK done\r\n'];
+
+test('the folder in the command is the decoded name; the flags given are not sent', async () => {
+  const server = await startScripted([imapServer(kTakes)]);
+  try {
+    const session = sessionTo(server.port);
+    assert.equal(session.appendMessage('Sent Items', new Data(Buffer.from('x\r\n')), 255), 7);
+    const lines = (await server.connections()).flatMap((connection) => connection.lines);
+    assert.ok(lines.some((line) => /APPEND "Sent Items" \(\\Seen\) \{3\}$/.test(line)), lines.join('\n'));
+    // A byte from 0x80 goes with its sign, which curl decodes as far as it is an escape.
+    session.appendMessage('\u041e', new Data(Buffer.from('x\r\n')), 0);
+    const later = (await server.connections()).flatMap((connection) => connection.lines);
+    assert.ok(later.some((line) => line.includes('APPEND') && line.includes('FFFFD0')), later.join('\n'));
+    session.disconnect();
+  } finally {
+    await server.stop();
+  }
+});
+
+test('a refused upload throws 16', async () => {
+  const server = await startScripted([imapServer('$1 NO [OVERQUOTA] full\r\n')]);
+  try {
+    assert.throws(() => sessionTo(server.port).appendMessage('INBOX', new Data(Buffer.from('x\r\n')), 0), { name: 'Error', message: '16' });
+    await assert.rejects(append(sessionTo(server.port), 'INBOX', 'x\r\n'));
+  } finally {
+    await server.stop();
+  }
+});
+
+test('a connection that ends during the upload throws and never reports a UID', async () => {
+  const server = await startScripted([imapServer(['+ go on\r\n', { bytes: 1000 }, { cut: true }])]);
+  try {
+    assert.throws(() => sessionTo(server.port).appendMessage('INBOX', new Data(Buffer.alloc(4 << 20, 'x')), 0), /^Error: \d+$/);
+  } finally {
+    await server.stop();
+  }
+});
