@@ -1,16 +1,18 @@
 'use strict';
 // read-sanitizer-reports.js <folder>: prints what the sanitizers found in our code and exits with 1 if that is
-// anything. A leak is ours when the first frame outside the allocator and the C++ library is in our module or
-// in a library that it brings.
+// anything. A leak is ours when the first frame outside the allocator and the C++ library is in our module or in a
+// library that it brings.
 const fs = require('node:fs');
 const path = require('node:path');
 
-const kAllocator = /libasan|libubsan|libstdc\+\+|libc\.so/;
-const kOurs = /velkor_brennox2|libcurl|libssl|libcrypto|libicu|libgumbo|libgsasl/;
+// Frames that say nothing about whose an allocation is.
+const kNeutral = /libsanitizer|libasan|libubsan|libstdc\+\+|libc\.so|\/c\+\+\//;
+// With debug information a frame names its source, without it its library.
+const kOurs = /\/src\/(loader|main|data|smtp|imap|message|pop)\/|\/brennox\/|\/cpcurl\/|node-addon-api\/|velkor_brennox2|lib(curl|ssl|crypto|icu|gumbo|gsasl)\b/;
 
 const isOurs = (stack) => {
   const frames = stack.split('\n').filter((line) => /^\s+#\d+ /.test(line));
-  const first = frames.find((frame) => !kAllocator.test(frame.slice(frame.lastIndexOf('('))));
+  const first = frames.find((frame) => !kNeutral.test(frame));
   return first !== undefined && kOurs.test(first);
 };
 
