@@ -111,10 +111,9 @@ void appendAttachments(Array* attachments, Disposition disposition, const WriteO
   }
 }
 
-// Whether an attachment can be the whole of a message: one that is a message itself would be taken
-// for it.
-bool canStandAlone(Attachment* attachment) {
-  return attachment != nullptr && !textOf(attachment->mimeType()).starts_with("message/");
+// An attached message cannot be the whole of another one: it would be taken for it.
+bool isMessage(const OutgoingEntity& entity) {
+  return entity.fields.starts_with("Content-Type: message/");
 }
 
 unsigned int countOf(Array* array) {
@@ -125,18 +124,12 @@ unsigned int countOf(Array* array) {
 OutgoingEntity compose(std::string_view plain, std::string_view html, Array* attachments,
                        Array* related, bool isSigned) {
   const unsigned int attachmentCount = countOf(attachments) + countOf(related);
-  const bool hasBody = !plain.empty() || !html.empty();
   WriteOptions options;
   options.isSigned = isSigned;
-  if (!hasBody && attachmentCount == 1) {
-    Array* const only = countOf(attachments) == 1 ? attachments : related;
-    options.standsAlone = canStandAlone(dynamic_cast<Attachment*>(only->objectAtIndex(0)));
-  } else {
-    options.standsAlone = attachmentCount == 0 && (plain.empty() || html.empty());
-  }
+  options.standsAlone = attachmentCount + (plain.empty() ? 0 : 1) + (html.empty() ? 0 : 1) <= 1;
 
   std::vector<OutgoingEntity> parts;
-  if (!plain.empty() || attachmentCount + html.size() == 0) {
+  if (!plain.empty()) {
     parts.push_back(mime::textEntity(plain, "plain", options));
   }
   if (!html.empty()) {
@@ -154,7 +147,10 @@ OutgoingEntity compose(std::string_view plain, std::string_view html, Array* att
     parts.push_back(std::move(group));
   }
   appendAttachments(attachments, Disposition::Attachment, options, parts);
-  if (parts.size() == 1 && (hasBody || options.standsAlone)) {
+  if (parts.empty()) {
+    parts.push_back(mime::textEntity("", "plain", options));
+  }
+  if (parts.size() == 1 && !isMessage(parts.front())) {
     return std::move(parts.front());
   }
   return mime::multipartEntity("mixed", std::move(parts));

@@ -494,6 +494,24 @@ TEST(MessageBuilder, AttachedMessagesAreNeverEncoded) {
   }
 }
 
+TEST(MessageBuilder, AnAttachedMessageIsNeverTheWholeMessage) {
+  AutoreleasePool pool;
+  for (const char* const type : {"message/rfc822", "Message/RFC822", ""}) {
+    const Mail mail;
+    Attachment* const attachment = file("a.eml", "Subject: a\r\n\r\nb\r\n");
+    attachment->setMimeType(str(type));
+    mail.builder->addAttachment(attachment);
+    EXPECT_EQ(mail.read().shape(), "mixed(message/rfc822)") << type;
+  }
+}
+
+TEST(MessageBuilder, WhatIsNoAttachmentIsLeftOut) {
+  AutoreleasePool pool;
+  const Mail mail;
+  mail.builder->setAttachments(Array::arrayWithObject(str("no attachment")));
+  EXPECT_EQ(mail.read().shape(), "text/plain");
+}
+
 TEST(MessageBuilder, AMessageThatNoWireCanCarryIsAFile) {
   AutoreleasePool pool;
   for (const string& bytes : {"Subject: a\r\n\r\n" + string(999, 'x'), "Subject: \0\n\n"s}) {
