@@ -24,7 +24,8 @@ const kBob = 'bob@example.test';
 let steps = 0;
 function step(text) {
   steps += 1;
-  console.log(`\n\x1b[1m${steps}. ${text}\x1b[0m`);
+  const line = `${steps}. ${text}`;
+  console.log(process.stdout.isTTY ? `\n\x1b[1m${line}\x1b[0m` : `\n${line}`);
 }
 
 function show(text) {
