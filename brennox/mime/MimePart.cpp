@@ -31,6 +31,8 @@ namespace {
 // Encodings around encodings (a base64 message in a quoted-printable message in ...) cost a copy
 // each. What is packed deeper stays a leaf.
 constexpr unsigned int kMaxEncodings = 8;
+// Texts up to this length are kept once they were decoded: every rendering asks for them again.
+constexpr std::size_t kMaxKeptText = std::size_t{256} << 10;
 // Files that are looked for inside one text part.
 constexpr std::size_t kMaxEmbeddedFiles = 10'000;
 // Room for the names of files inside texts, the total length that a hostile text could repeat.
@@ -100,6 +102,12 @@ Ref<Block> decodeBody(std::string_view body, TransferEncoding encoding, std::siz
   }
   block->truncate(room + length);
   return block;
+}
+
+// Between two boundary lines stands nothing at all.
+bool isVoid(const Entity& entity) {
+  return entity.kind == EntityKind::Leaf && entity.end == entity.body &&
+         entity.contentType.data() == nullptr && entity.body - entity.header <= 2;
 }
 
 // Cheap test before a text is searched for files.
@@ -356,7 +364,9 @@ void MimePart::readType(std::string_view field) {
       flowed_ = text::equalsIgnoringCase(value.get("format"), "flowed");
       deleteSpace_ = text::equalsIgnoringCase(value.get("delsp"), "yes");
     }
-    start_ = rfc822::parseMessageID(value.get("start"));
+    if (entity().kind == EntityKind::Multipart) {
+      start_ = rfc822::parseMessageID(value.get("start"));
+    }
   }
   if (entity().kind == EntityKind::Message) {
     setPartType(PartType::Message);
@@ -560,9 +570,12 @@ const Ref<Array>& MimePart::children() {
     return children_;
   }
   for (std::uint32_t child = firstChild_; child != kNoEntity;
-       child = childSource_->entity(child).nextSibling) {
+       child = childSource_->entity(child).nextSibling, ++index) {
+    if (partType() != PartType::Message && isVoid(childSource_->entity(child))) {
+      continue;
+    }
     children_->addObject(
-        Ref<MimePart>::adopt(new MimePart(childSource_, child, this, index++)).get());
+        Ref<MimePart>::adopt(new MimePart(childSource_, child, this, index)).get());
   }
   return children_;
 }
@@ -621,9 +634,18 @@ Data* MimePart::data() {
 void MimePart::setData(Data* data) {
   hasContent_ = true;
   content_ = data;
+  text_.reset();
+}
+
+void MimePart::setCharset(String* charset) {
+  Attachment::setCharset(charset);
+  text_.reset();
 }
 
 String* MimePart::decodedString() {
+  if (text_) {
+    return text_.get();
+  }
   Data* const content = data();
   if (content == nullptr) {
     return nullptr;
@@ -655,7 +677,11 @@ String* MimePart::decodedString() {
   if (flowed_) {
     text = unflow(text, deleteSpace_);
   }
-  return stringOf(std::move(text));
+  String* const result = stringOf(std::move(text));
+  if (result->length() <= kMaxKeptText) {
+    text_ = result;
+  }
+  return result;
 }
 
 }  // namespace brennox::mime

@@ -50,6 +50,7 @@ class MimePart final : public Attachment {
 
   Data* data() override;
   void setData(Data* data) override;
+  void setCharset(String* charset) override;
   // For text parts with format=flowed undone. Also decodes by what the content itself tells: a byte
   // order mark, the HTML's meta element.
   String* decodedString() override;
@@ -126,6 +127,8 @@ class MimePart final : public Attachment {
   // Content that is not decoded from the message: made, or set by a caller.
   bool hasContent_ = false;
   Ref<Data> content_;
+  // The last decodedString(), unless it is long.
+  Ref<String> text_;
   Ref<Array> children_;
   Ref<MessageHeader> header_;
 };

@@ -203,6 +203,27 @@ TEST(MimePart, OpensAHundredThousandParts) {
   EXPECT_EQ(parse(mail)->parts()->count(), 100'000U);
 }
 
+TEST(MimePart, LeavesOutWhatStandsBetweenTwoBoundaryLinesWithoutAByte) {
+  EXPECT_EQ(listed("Content-Type: multipart/mixed; boundary=b\n\n--b\n--b\n\n--b\n\none\n--b--\n"),
+            "[ 0 multipart/mixed][3 3 text/plain]");
+}
+
+TEST(MimePart, HasARootInAnEmptyMessage) {
+  const AutoreleasePool pool;
+  const Ref<MimePart> part = parse("Content-Type: message/rfc822\n\n");
+  EXPECT_NE(part->mainPart(), nullptr);
+  EXPECT_NE(part->header(), nullptr);
+}
+
+TEST(MimePart, DecodesAgainWhenTheCharsetChanges) {
+  const AutoreleasePool pool;
+  const Ref<MimePart> part = parse("Content-Type: text/plain; charset=iso-8859-1\n\n\xCF");
+  EXPECT_EQ(part->decodedString()->view(), "\xC3\x8F");
+  EXPECT_EQ(part->decodedString(), part->decodedString());
+  part->setCharset(String::stringWithText("windows-1251"));
+  EXPECT_EQ(part->decodedString()->view(), "\xD0\x9F");
+}
+
 TEST(MimePart, GivesTheHeaderOfAnEmbeddedMessage) {
   const AutoreleasePool pool;
   const Ref<MimePart> part = parse("Content-Type: message/rfc822\n\nSubject: inner\n\nx");
