@@ -1,0 +1,53 @@
+// Lists the folders of an IMAP account and the newest messages of one of them.
+//
+//   node examples/list-mailbox.js [folder]        IMAP_HOST, IMAP_USER and IMAP_PASSWORD in the environment;
+//                                                 IMAP_PORT, IMAP_CONNECTION (1 clear, 2 STARTTLS,
+//                                                 4 TLS) and IMAP_ANY_CERTIFICATE may be
+'use strict';
+
+const { IMAPSession, MessageParser } = require('..');
+const { FolderFlag, MessageFlag, decodeFolderPath, encodeFolderPath } = require('../constants');
+
+const kNewest = 20;
+
+function namesOf(flags, table) {
+  return Object.keys(table).filter((name) => table[name] !== 0 && (flags & table[name]) !== 0).join(' ');
+}
+
+function main() {
+  const session = new IMAPSession();
+  session.hostname = process.env.IMAP_HOST;
+  session.username = process.env.IMAP_USER;
+  session.password = process.env.IMAP_PASSWORD;
+  if (process.env.IMAP_PORT) session.port = Number(process.env.IMAP_PORT);
+  if (process.env.IMAP_CONNECTION) session.connectionType = Number(process.env.IMAP_CONNECTION);
+  if (process.env.IMAP_ANY_CERTIFICATE) session.checkCertificateEnabled = false;
+
+  const error = session.loginIfNeeded();
+  if (error !== 0) throw new Error(`cannot log in: error ${error}`);
+  try {
+    for (const folder of session.fetchAllFolders()) {
+      if (folder.flags & FolderFlag.NoSelect) continue;
+      const status = session.folderStatus(folder.path);
+      console.log(`${decodeFolderPath(folder.path)}  ${status.messageCount} messages, ${status.unseenCount} unread  ${namesOf(folder.flags, FolderFlag)}`);
+    }
+    const path = encodeFolderPath(process.argv[2] ?? 'INBOX');
+    for (const message of session.fetchMessagesByUID(path).slice(-kNewest)) {
+      const text = session.fetchMessageByUID(path, message.uid);
+      // It may have gone meanwhile.
+      if (text === undefined) continue;
+      const subject = subjectOf(text);
+      console.log(`${String(message.uid).padStart(8)}  ${String(message.size).padStart(9)} bytes  ${subject}  ${namesOf(message.flags, MessageFlag)}`);
+    }
+  } finally {
+    session.disconnect();
+  }
+}
+
+function subjectOf(data) {
+  const parser = new MessageParser();
+  parser.Import(data.bytes());
+  return parser.header.subject;
+}
+
+main();
