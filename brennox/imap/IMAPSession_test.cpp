@@ -510,6 +510,30 @@ TEST(IMAPSession, TellsTheStateOfFolders) {
   EXPECT_TRUE(info->allowsNewPermanentFlags());
 }
 
+TEST(IMAPSession, LeavesAFolderBeforeItGoes) {
+  Account modern("IMAP4rev1 UNSELECT", [](Peer& peer) {
+    answerSelect(peer);
+    EXPECT_EQ(peer.answer(""), "UNSELECT");
+    EXPECT_EQ(peer.answer(""), "DELETE Old");
+    EXPECT_EQ(peer.answer(""), "DELETE Other");
+  });
+  Account old("IMAP4rev1", [](Peer& peer) {
+    answerSelect(peer);
+    EXPECT_EQ(peer.answer(""), "EXAMINE Old");
+    EXPECT_EQ(peer.answer(""), "CLOSE");
+    EXPECT_EQ(peer.answer(""), "RENAME Old New");
+  });
+  const AutoreleasePool pool;
+  modern.session->select(str("Old"), &modern.error);
+  modern.session->deleteFolder(str("Old"), &modern.error);
+  EXPECT_EQ(modern.error, ErrorNone);
+  modern.session->deleteFolder(str("Other"), &modern.error);
+  EXPECT_EQ(modern.error, ErrorNone);
+  old.session->select(str("Old"), &old.error);
+  old.session->renameFolder(str("Old"), str("New"), &old.error);
+  EXPECT_EQ(old.error, ErrorNone);
+}
+
 TEST(IMAPSession, HealsWithTheNextCall) {
   Account account("IMAP4rev1", [](Peer& peer) { peer.answer(""); });
   const AutoreleasePool pool;

@@ -147,6 +147,14 @@ void leaveFolder(Connection& connection, const std::string& folder) {
   if (connection.has(IMAPCapabilityUnselect)) {
     CommandWriter command = connection.command();
     connection.run(command.raw("UNSELECT"));
+  } else {
+    // CLOSE expunges, except where the folder may only be read.
+    CommandWriter examine = connection.command();
+    examine.raw("EXAMINE").astring(folder);
+    if (connection.run(examine).isOk()) {
+      CommandWriter close = connection.command();
+      connection.run(close.raw("CLOSE"));
+    }
   }
   connection.unselect();
 }
