@@ -216,6 +216,9 @@ class ValueWriter {
   enum class Function : std::uint8_t { Color, Math };
 
   bool put(const CssToken& token) {
+    if (token.afterComment && !out_.empty() && out_.back() != ' ') {
+      out_ += ' ';
+    }
     switch (token.type) {
       case Type::Whitespace:
         if (!out_.empty() && out_.back() != ' ') {
@@ -684,6 +687,9 @@ class SelectorWriter {
     text += ':' + name + '(';
     for (; at_ < tokens_.size(); ++at_) {
       const CssToken& argument = tokens_[at_];
+      if (argument.afterComment) {
+        text += ' ';
+      }
       switch (argument.type) {
         case Type::CloseParen:
           text += ')';
@@ -759,6 +765,9 @@ std::optional<std::string> mediaQuery(Tokens tokens) {
   std::string out;
   std::size_t open = 0;
   for (const CssToken& token : trimmed(tokens)) {
+    if (token.afterComment && !out.empty()) {
+      out += ' ';
+    }
     switch (token.type) {
       case Type::Whitespace:
         out += ' ';

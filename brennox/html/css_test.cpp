@@ -28,6 +28,8 @@ TEST(Css, KeepsDeclarationsOfTheAllowList) {
       {"font:bold 12px/1.5 Arial", "font:bold 12px/1.5 Arial"},
       {"color:red !important", "color:red!important"},
       {"color:red/**/", "color:red"},
+      {"font-family:a/**/b", "font-family:a b"},
+      {"border:1px/**/0", "border:1px 0"},
       {"c\\6f lor:red", "color:red"},
       {"color:#FfF", "color:#FfF"},
       {"border:1px solid #ccc", "border:1px solid #ccc"},

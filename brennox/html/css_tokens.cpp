@@ -51,8 +51,16 @@ class Tokenizer {
   explicit Tokenizer(std::string_view css) : css_(css) {}
 
   std::vector<CssToken> run() {
+    bool afterComment = false;
     while (at_ < css_.size()) {
+      const std::size_t count = tokens_.size();
       token();
+      if (tokens_.size() == count) {
+        afterComment = true;
+        continue;
+      }
+      tokens_[count].afterComment = afterComment;
+      afterComment = false;
     }
     return std::move(tokens_);
   }
@@ -64,7 +72,7 @@ class Tokenizer {
   bool has(std::size_t ahead) const { return css_.size() - at_ > ahead; }
 
   void add(CssTokenType type, std::string value = {}) {
-    tokens_.push_back({type, 0, std::move(value), {}});
+    tokens_.push_back({type, 0, std::move(value), {}, false});
   }
 
   // A backslash that starts an escape.
@@ -253,7 +261,7 @@ class Tokenizer {
     std::string value(css_.substr(begin, at_ - begin));
     if (startsIdent(0)) {
       std::string unit = name();
-      tokens_.push_back({CssTokenType::Dimension, 0, std::move(value), std::move(unit)});
+      tokens_.push_back({CssTokenType::Dimension, 0, std::move(value), std::move(unit), false});
     } else if (peek() == '%') {
       ++at_;
       add(CssTokenType::Percentage, std::move(value));

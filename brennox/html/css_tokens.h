@@ -41,6 +41,8 @@ struct CssToken {
   char delim = 0;
   std::string value;
   std::string unit;
+  // A comment stood before it: without one it must not run together with the token before.
+  bool afterComment = false;
 };
 
 // Comments are left out. Linear in the input.
