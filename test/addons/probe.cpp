@@ -1,4 +1,5 @@
-// What module tests need from native code: foreign wrapped objects, and a class registry of this addon's own.
+// What module tests need from native code: foreign wrapped objects, and a class registry of this
+// addon's own.
 
 #include <napi.h>
 

@@ -10,10 +10,11 @@ namespace {
 napi_value Version(napi_env env, napi_callback_info) {
   unsigned char digest[EVP_MAX_MD_SIZE];
   unsigned int length = 0;
-  const bool works = EVP_Digest("abc", 3, digest, &length, EVP_sha256(), nullptr) == 1 && length == 32;
+  const bool works =
+      EVP_Digest("abc", 3, digest, &length, EVP_sha256(), nullptr) == 1 && length == 32;
   napi_value result = nullptr;
-  napi_create_string_utf8(env, works ? OpenSSL_version(OPENSSL_VERSION) : "broken", NAPI_AUTO_LENGTH,
-                          &result);
+  napi_create_string_utf8(env, works ? OpenSSL_version(OPENSSL_VERSION) : "broken",
+                          NAPI_AUTO_LENGTH, &result);
   return result;
 }
 
