@@ -3,13 +3,13 @@
 'use strict';
 
 const assert = require('node:assert/strict');
-const { execFileSync } = require('node:child_process');
 const fs = require('node:fs');
-const os = require('node:os');
 const path = require('node:path');
+const { execFileSync, spawnSync } = require('node:child_process');
 const test = require('node:test');
 
-const { nodeVersions } = require('../support/nodes.js');
+const { nodes } = require('./nodes.js');
+const { temporaryFolder } = require('./support.js');
 
 const kRoot = path.join(__dirname, '../..');
 const kPrebuilt = path.join(kRoot, 'prebuilds/linux-x64/velkor_brennox2.node');
@@ -24,7 +24,7 @@ const builder = new brennox.MessageBuilder();
 builder.textBody = 'hello';
 assert.ok(builder.data.includes('hello'));
 assert.strictEqual(ErrorCode.None, 0);
-assert.strictEqual(require('velkor_brennox2/velkor_brennox2.node').Data.name, 'Data');
+assert.strictEqual(require('velkor_brennox2/velkor_brennox2.node').Data, brennox.Data);
 `,
   'use.mjs': `
 import assert from 'node:assert';
@@ -45,8 +45,7 @@ void [length, callback];
 };
 
 test('the packed module', { skip: !fs.existsSync(kPrebuilt) && 'the release is not built' }, async (t) => {
-  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'brennox-pack-'));
-  t.after(() => fs.rmSync(folder, { recursive: true }));
+  const folder = temporaryFolder(t);
   const npm = (...args) => execFileSync('npm', args, { cwd: folder, encoding: 'utf8', stdio: ['ignore', 'pipe', 'pipe'] });
   const [{ filename, files }] = JSON.parse(npm('pack', kRoot, '--json', '--ignore-scripts', '--silent'));
   fs.writeFileSync(path.join(folder, 'package.json'), '{"private": true}');
@@ -62,9 +61,9 @@ test('the packed module', { skip: !fs.existsSync(kPrebuilt) && 'the release is n
     assert.deepEqual(names.filter((name) => /^(test|bench|build|brennox|src|node_modules)\//.test(name)), []);
   });
 
-  for (const { version, file } of nodeVersions()) {
+  for (const { name: version, file, skip } of nodes) {
     for (const name of ['use.cjs', 'use.mjs']) {
-      await t.test(`${name} runs on Node.js ${version}`, () => {
+      await t.test(`${name} runs on ${version}`, { skip }, () => {
         execFileSync(file, [name], { cwd: folder, stdio: 'pipe' });
       });
     }
@@ -74,4 +73,12 @@ test('the packed module', { skip: !fs.existsSync(kPrebuilt) && 'the release is n
     execFileSync(process.execPath, [path.join(kRoot, 'node_modules/typescript/bin/tsc'), '--noEmit', '--strict', '--module', 'nodenext',
       '--target', 'es2022', '--typeRoots', path.join(kRoot, 'node_modules/@types'), '--types', 'node', 'use.mts'], { cwd: folder, stdio: 'pipe' });
   });
+});
+
+test('without a native module, loading says how to build one', (t) => {
+  const folder = temporaryFolder(t);
+  fs.copyFileSync(path.join(kRoot, 'index.js'), path.join(folder, 'index.js'));
+  const { stdout } = spawnSync(process.execPath, ['-e', 'try { require("./index.js") } catch (error) { console.log(error.message) }'],
+    { cwd: folder, encoding: 'utf8' });
+  assert.match(stdout, /no native module for linux-x64.*npm run build/);
 });
