@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 
 #include "rfc822/cursor.h"
 #include "text/ascii.h"
@@ -100,15 +101,13 @@ class ListParser {
 
   void add(TokenKind kind, std::string_view text) {
     tokens_.push_back({kind, blank_, text});
+    hasAddress_ = hasAddress_ || kind == TokenKind::kAt || kind == TokenKind::kAngle;
     blank_ = false;
   }
 
   // After a group's name; elsewhere it is noise within an address.
   void colon() {
-    const bool address = std::any_of(tokens_.begin(), tokens_.end(), [](const Token& token) {
-      return token.kind == TokenKind::kAt || token.kind == TokenKind::kAngle;
-    });
-    if (address) {
+    if (hasAddress_) {
       add(TokenKind::kWord, in_.rest().substr(0, 1));
     } else {
       flushPending();
@@ -121,8 +120,8 @@ class ListParser {
   // pair without nesting, which keeps the search linear.
   void comment() {
     if (flatComments_) {
-      const std::size_t close = in_.rest().find(')');
-      if (noMoreCloses_ || close == std::string_view::npos) {
+      const std::size_t close = noMoreCloses_ ? std::string_view::npos : in_.rest().find(')');
+      if (close == std::string_view::npos) {
         noMoreCloses_ = true;
         in_.skip();
         return;
@@ -187,11 +186,17 @@ class ListParser {
     add(TokenKind::kWord, in_.since(start));
   }
 
+  // RFC 5322 section 3.4.1: its colons divide nothing.
   void domainLiteral() {
-    const std::string_view rest = in_.rest();
-    constexpr std::size_t kMaxLiteral = 256;
-    const std::size_t close = rest.substr(0, kMaxLiteral).find_first_of("]<>,;\"");
-    in_.skip(close != std::string_view::npos && rest[close] == ']' ? close + 1 : 1);
+    const Cursor::Checkpoint start = in_.checkpoint();
+    in_.skip();
+    in_.takeWhile([](char c) {
+      return text::isAlpha(c) || text::isDigit(c) || c == ':' || c == '.' || c == '-';
+    });
+    if (!in_.take(']')) {
+      in_.restore(start);
+      in_.skip();
+    }
   }
 
   // The length of an encoded-word without blanks at the cursor, else 0. It ends before another
@@ -357,6 +362,7 @@ class ListParser {
       endWithNeither(comma, has(TokenKind::kComment));
     }
     tokens_.clear();
+    hasAddress_ = false;
   }
 
   void endWithAngle() {
@@ -421,13 +427,19 @@ class ListParser {
   void endWithAt() {
     // Comments stand anywhere: looked at on their own, they do not divide an address.
     std::vector<Token> comments;
+    std::vector<std::size_t> places;
     std::vector<Token> others;
     for (const Token& token : tokens_) {
-      (token.kind == TokenKind::kComment ? comments : others).push_back(token);
+      if (token.kind == TokenKind::kComment) {
+        comments.push_back(token);
+        places.push_back(others.size());
+      } else {
+        others.push_back(token);
+      }
     }
     tokens_ = std::move(others);
     std::size_t start = 0;
-    std::size_t count = 0;
+    std::size_t addressStart = 0;
     for (std::size_t i = 0; i < tokens_.size(); ++i) {
       if (tokens_[i].kind != TokenKind::kAt) {
         continue;
@@ -444,31 +456,44 @@ class ListParser {
         }
       }
       emit(phrase(start, first, false), address(raw));
-      ++count;
+      addressStart = first;
       start = end;
       i = end - 1;
     }
-    if (out_.empty() || count == 0 || !out_.back().name.empty()) {
+    if (out_.empty() || !out_.back().name.empty()) {
       return;
     }
     out_.back().name = phrase(start, tokens_.size(), false);
-    if (out_.back().name.empty() && !comments.empty()) {
-      tokens_ = std::move(comments);
-      out_.back().name = phrase(0, tokens_.size(), true);
+    if (!out_.back().name.empty()) {
+      return;
     }
+    // A comment within the address says nothing about its owner.
+    std::vector<Token> beside;
+    for (std::size_t i = 0; i < comments.size(); ++i) {
+      if (places[i] <= addressStart || places[i] >= start) {
+        beside.push_back(comments[i]);
+      }
+    }
+    tokens_ = std::move(beside);
+    out_.back().name = phrase(0, tokens_.size(), true);
   }
 
   // Words alone: part of a name that a bare comma divides, an address that was encoded whole, a
   // mailbox without domain, or a name whose address is missing.
   void endWithNeither(bool comma, bool comments) {
     std::string text = phrase(0, tokens_.size(), false);
-    const bool encoded = std::all_of(tokens_.begin(), tokens_.end(), [](const Token& token) {
-      return token.kind == TokenKind::kQuoted || token.text.substr(0, 2) == "=?";
-    });
-    if (encoded && !nested_ && text.find('@') != std::string::npos) {
-      flushPending();
-      ListParser(text, rawCharset_, EncodedWords::kKeep, true, out_).parse();
-      return;
+    if (!nested_ && text.find('@') != std::string::npos) {
+      // An address, or a list of them, that was encoded or put in quotes as a whole. In quotes it
+      // must be one: whoever quoted a comma did not mean to divide anything.
+      const bool encoded =
+          tokens_.front().kind == TokenKind::kWord && tokens_.front().text.substr(0, 2) == "=?";
+      std::vector<Mailbox> inner;
+      ListParser(text, rawCharset_, EncodedWords::kKeep, true, inner).parse();
+      if (inner.size() == 1 || (encoded && !inner.empty())) {
+        flushPending();
+        std::move(inner.begin(), inner.end(), std::back_inserter(out_));
+        return;
+      }
     }
     if (comments) {
       flushPending();
@@ -535,6 +560,7 @@ class ListParser {
   std::vector<Token> tokens_;
   std::vector<std::string> pending_;  // entries that may be the beginning of a name
   bool blank_ = false;
+  bool hasAddress_ = false;  // among the tokens
   bool noMoreQuotes_ = false;
   bool noMoreCloses_ = false;
   bool flatComments_ = false;

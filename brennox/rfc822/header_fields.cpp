@@ -55,16 +55,15 @@ Line lineAt(std::string_view bytes, std::size_t start, char lineEnd) {
   return {text, found == std::string_view::npos ? end : end + 1};
 }
 
-// CR where lines end with it alone; where they end with LF, a lone CR is part of the text.
+// CR where no line ends with LF, or none of the header does; elsewhere a lone CR is part of the
+// text.
 char lineEndOf(std::string_view bytes) {
   const std::size_t lineFeed = bytes.find('\n');
-  const std::size_t last = lineFeed == std::string_view::npos ? bytes.size() : lineFeed;
-  const std::size_t carriageReturn = bytes.substr(0, last).find('\r');
-  if (carriageReturn == std::string_view::npos) {
-    return '\n';
+  if (lineFeed == std::string_view::npos) {
+    return bytes.find('\r') == std::string_view::npos ? '\n' : '\r';
   }
-  const std::size_t after = bytes.find_first_not_of('\r', carriageReturn);
-  return after == lineFeed && lineFeed != std::string_view::npos ? '\n' : '\r';
+  const std::size_t emptyLine = bytes.substr(0, lineFeed).find("\r\r");
+  return emptyLine != std::string_view::npos && emptyLine + 2 < lineFeed ? '\r' : '\n';
 }
 
 // The length of a field's name at the start of a line, 0 if the line begins no field. RFC 5322

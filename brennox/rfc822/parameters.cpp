@@ -120,15 +120,7 @@ class ParameterParser {
   std::size_t closingQuote() {
     const std::string_view rest = in_.rest();
     for (std::size_t i = 1; !noMoreQuotes_ && i < rest.size(); ++i) {
-      if (rest[i] == '\\' && i + 1 < rest.size() && rest[i + 1] == '"') {
-        // A Windows path may end with a backslash: then the quote ends it after all.
-        const std::string_view after = rest.substr(i + 2);
-        if (after.empty() || after.front() == ';' || after.front() == '\r' ||
-            after.front() == '\n') {
-          return i + 1;
-        }
-        ++i;
-      } else if (rest[i] == '\\') {
+      if (rest[i] == '\\') {
         ++i;
       } else if (rest[i] == '"') {
         return i;
@@ -143,8 +135,12 @@ class ParameterParser {
       const std::size_t close = closingQuote();
       if (close == std::string_view::npos) {
         in_.skip();
-        const std::string_view rest = in_.takeWhile([](char c) { return c != ';'; });
-        appendUnquoted(text::trimmed(rest), value);
+        std::string_view rest = text::trimmed(in_.takeWhile([](char c) { return c != ';'; }));
+        // A Windows folder ends with a backslash, which was not meant to quote the closing quote.
+        if (rest.size() > 1 && rest.substr(rest.size() - 2) == "\\\"") {
+          rest.remove_suffix(1);
+        }
+        appendUnquoted(rest, value);
         return;
       }
       appendUnquoted(in_.rest().substr(1, close - 1), value);

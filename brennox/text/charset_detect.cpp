@@ -22,6 +22,8 @@ constexpr std::size_t kMinHighBytesForGuess = 6;
 // detector's guess is worse than the usual charset.
 constexpr std::size_t kMinAccentsForGuess = 10;
 constexpr std::size_t kMinWordsForGuess = 24;
+// Fewer letters are rather symbols or abbreviations than a word.
+constexpr std::size_t kMinWordLength = 3;
 // Below this (of 100) the detector does not know either.
 constexpr int32_t kMinConfidence = 12;
 
@@ -210,8 +212,8 @@ std::string_view detectCharset(std::string_view bytes, std::string_view hint) {
   // Words of 8-bit letters in one half of the range: Cyrillic, whose two great charsets have their
   // small letters in different halves. Short texts are too little for the detector.
   const std::size_t letters = high.firstHalf + high.secondHalf;
-  if (!sparse && high.count < kMinWordsForGuess && letters * 10 >= high.count * 9 &&
-      !comesInPairs(sample)) {
+  if (!sparse && high.count >= kMinWordLength && high.count < kMinWordsForGuess &&
+      letters * 10 >= high.count * 9 && !comesInPairs(sample)) {
     if (high.firstHalf > high.secondHalf * 2) {
       return "KOI8-R";
     }

@@ -454,7 +454,7 @@ void appendEncodedWords(std::string_view utf8, std::size_t& column, std::string&
     quoted += lengthInQ(c);
   }
   // Q can be read as it stands, so it may be half as long again.
-  const bool base64 = quoted * 2 > base64EncodedLength(repaired.size()) * 3;
+  const bool base64 = quoted * 2 >= base64EncodedLength(repaired.size()) * 3;
   std::string_view rest = repaired;
   while (!rest.empty()) {
     if (column + kMinRoom > kMaxLine) {
