@@ -238,7 +238,7 @@ Parameter joined(const std::vector<const Segment*>& segments, std::string_view r
     }
   }
   if (text::isKnownCharset(charset)) {
-    parameter.value = text::decodeText(bytes, charset);
+    parameter.value = text::decodePiece(bytes, charset);
   } else if (text::isValidUtf8(bytes) && bytes.find("=?") == std::string::npos) {
     parameter.value = std::move(bytes);
   } else {

@@ -325,13 +325,9 @@ bool appendInCharset(std::string_view bytes, std::string_view charset, std::stri
   return appendByCodec(codecFor(charset), bytes, out);
 }
 
-std::string decodeText(std::string_view bytes, std::string_view charset) {
+std::string decodePiece(std::string_view bytes, std::string_view charset) {
   std::string text;
   const Codec* codec = &codecFor(charset);
-  if (bytes.substr(0, kUtf8Mark.size()) == kUtf8Mark && isValidUtf8(bytes)) {
-    text.assign(bytes.substr(kUtf8Mark.size()));
-    return text;
-  }
   if (codec->extendsAscii && codec->kind != CharsetKind::kAscii) {
     if (codec->kind == CharsetKind::kUtf8) {
       if (isValidUtf8(bytes)) {
@@ -358,6 +354,14 @@ std::string decodeText(std::string_view bytes, std::string_view charset) {
       isValidUtf8(bytes) && text.find(kReplacement) != std::string::npos) {
     text.assign(bytes);
   }
+  return text;
+}
+
+std::string decodeText(std::string_view bytes, std::string_view charset) {
+  if (bytes.substr(0, kUtf8Mark.size()) == kUtf8Mark && isValidUtf8(bytes)) {
+    return std::string(bytes.substr(kUtf8Mark.size()));
+  }
+  std::string text = decodePiece(bytes, charset);
   if (std::string_view(text).substr(0, kUtf8Mark.size()) == kUtf8Mark) {
     text.erase(0, kUtf8Mark.size());
   }

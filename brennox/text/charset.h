@@ -35,6 +35,8 @@ std::string_view detectCharset(std::string_view bytes, std::string_view hint = {
 // The text as UTF-8: in `charset` if that is known and fits the bytes, else as detectCharset finds.
 // A byte order mark is dropped.
 std::string decodeText(std::string_view bytes, std::string_view charset);
+// The same for a piece of text, where a byte order mark is a character like any other.
+std::string decodePiece(std::string_view bytes, std::string_view charset);
 
 // Appends UTF-8 text encoded in `charset`. False, and nothing is appended, when the charset is not
 // known or lacks one of the characters.

@@ -300,11 +300,11 @@ class Decoder {
     if (isAscii(bytes_) && equalsIgnoringCase(charset_, "utf-8")) {
       out_ += bytes_;
     } else if (isKnownCharset(charset_)) {
-      out_ += decodeText(bytes_, charset_);
+      out_ += decodePiece(bytes_, charset_);
     } else if (isValidUtf8(bytes_)) {
       out_ += bytes_;
     } else {
-      out_ += decodeText(bytes_, isUseful(rawCharset_) ? rawCharset_ : std::string_view());
+      out_ += decodePiece(bytes_, isUseful(rawCharset_) ? rawCharset_ : std::string_view());
     }
     cleanControls(out_, from);
     bytes_.clear();

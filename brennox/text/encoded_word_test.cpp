@@ -79,6 +79,7 @@ TEST(EncodedWord, ForgivesWhatSendersDo) {
       {"=?us-ascii?Q?caf=C3=A9?=", "café"},
       {"=?utf-8?Q?a=0D=0ABcc:_x?=", "a  Bcc: x"},
       {"=?utf-8?Q?a=00b?=", "ab"},
+      {"=?utf-8?Q?=EF=BB=BFa?=", "\uFEFFa"},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(decodeWords(c.raw), c.text) << c.raw;
