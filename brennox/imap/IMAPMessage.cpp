@@ -28,9 +28,19 @@ IMAPMessage::IMAPMessage(IMAPMessage* other) {
   header_ = other->header_;
   mainPart_ = other->mainPart_;
   session_ = other->session_;
+  textOffset_ = other->textOffset_;
 }
 
-void IMAPMessage::setFetched(imap::FetchedText* text, bool header, bool structure) {
+void IMAPMessage::setFetched(imap::FetchedText* text, std::uint32_t offset, bool header,
+                             bool structure) {
+  // What an earlier response told stays, unless this one tells it anew.
+  if (!header) {
+    this->header();
+  }
+  if (!structure) {
+    mainPart();
+  }
+  textOffset_ = offset;
   if (header) {
     header_ = static_cast<Object*>(text);
   }
@@ -41,9 +51,10 @@ void IMAPMessage::setFetched(imap::FetchedText* text, bool header, bool structur
 
 MessageHeader* IMAPMessage::header() {
   if (const auto* const text = dynamic_cast<imap::FetchedText*>(header_.get())) {
-    const Ref<MessageHeader> header = imap::headerOf(text->envelope(), text->fields());
-    if (text->internalDate() != -1) {
-      header->setReceivedDate(text->internalDate());
+    const imap::FetchedText::Words words = text->wordsAt(textOffset_);
+    const Ref<MessageHeader> header = imap::headerOf(words.envelope, words.fields);
+    if (words.internalDate != -1) {
+      header->setReceivedDate(words.internalDate);
     }
     header_ = static_cast<Object*>(header.get());
   }
@@ -56,7 +67,7 @@ void IMAPMessage::setHeader(MessageHeader* header) {
 
 IMAPPart* IMAPMessage::mainPart() {
   if (const auto* const text = dynamic_cast<imap::FetchedText*>(mainPart_.get())) {
-    const Ref<IMAPPart> part = imap::parseBodyStructure(text->structure());
+    const Ref<IMAPPart> part = imap::parseBodyStructure(text->wordsAt(textOffset_).structure);
     mainPart_ = static_cast<Object*>(part.get());
   }
   return static_cast<IMAPPart*>(mainPart_.get());

@@ -69,9 +69,10 @@ void MessageList::fetched(std::uint32_t number, WireReader& reader) {
   }
   const bool hasHeader = !items_.envelope.empty() || !fields.empty() || items_.internalDate != -1;
   if (hasHeader || !items_.structure.empty()) {
-    const auto text =
-        make<FetchedText>(&store_, items_.envelope, items_.structure, fields, items_.internalDate);
-    message->setFetched(text.get(), hasHeader, !items_.structure.empty());
+    Ref<FetchedText> text;
+    const std::uint32_t offset =
+        store_.add(items_.envelope, items_.structure, fields, items_.internalDate, &text);
+    message->setFetched(text.get(), offset, hasHeader, !items_.structure.empty());
   }
 }
 

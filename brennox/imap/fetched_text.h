@@ -7,41 +7,48 @@
 
 #include <cstdint>
 #include <ctime>
+#include <string>
 #include <string_view>
 
 namespace brennox::imap {
 
-// The words of many messages share blocks.
-class TextStore {
+// The words about many messages, one behind the other. Written by the listing, immutable for all
+// others; an IMAPMessage holds it in the place of its header and of its parts until they are read.
+class FetchedText final : public Object {
  public:
-  // Copies the pieces one behind the other. `block` receives what keeps them alive.
-  const char* add(std::initializer_list<std::string_view> pieces, Ref<Block>* block);
+  explicit FetchedText(std::size_t size);
+
+  struct Words {
+    std::string envelope;
+    std::string structure;
+    std::string fields;
+    // -1 when not asked for.
+    std::time_t internalDate = -1;
+  };
+  Words wordsAt(std::uint32_t offset) const;
 
  private:
+  friend class TextStore;
   Ref<Block> block_;
   std::size_t used_ = 0;
 };
 
-// Immutable; an IMAPMessage holds it in the place of its header and of its parts until they are
-// read.
-class FetchedText final : public Object {
+// Where a listing puts the words of its messages.
+class TextStore {
  public:
-  FetchedText(TextStore* store, std::string_view envelope, std::string_view structure,
-              std::string_view fields, std::time_t internalDate);
-
-  std::string_view envelope() const noexcept { return {bytes_, envelope_}; }
-  std::string_view structure() const noexcept { return {bytes_ + envelope_, structure_}; }
-  std::string_view fields() const noexcept { return {bytes_ + envelope_ + structure_, fields_}; }
-  // -1 when not asked for.
-  std::time_t internalDate() const noexcept { return internalDate_; }
+  // What is repeated in one message, or in all of them, is kept once. Returns where they are.
+  std::uint32_t add(std::string_view envelope, std::string_view structure, std::string_view fields,
+                    std::time_t internalDate, Ref<FetchedText>* text);
 
  private:
-  Ref<Block> block_;
-  const char* bytes_;
-  std::time_t internalDate_;
-  std::uint32_t envelope_;
-  std::uint32_t structure_;
-  std::uint32_t fields_;
+  Ref<FetchedText> text_;
+  std::string envelope_;
+  std::string structure_;
+  std::string record_;
 };
+
+// The two ways of the shorthand that lists are kept in; exposed for their test.
+void appendShort(std::string_view list, std::string* out);
+void appendLong(std::string_view shortened, std::string* out);
 
 }  // namespace brennox::imap

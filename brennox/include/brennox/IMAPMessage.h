@@ -66,7 +66,7 @@ class BRENNOX_EXPORT IMAPMessage : public Object {
  private:
   friend class imap::MessageList;
   // Takes the server's words, which are read when the header or the parts are asked for.
-  void setFetched(imap::FetchedText* text, bool header, bool structure);
+  void setFetched(imap::FetchedText* text, std::uint32_t offset, bool header, bool structure);
 
   std::uint64_t modSeqValue_ = 0;
   std::uint32_t sequenceNumber_ = 0;
@@ -74,6 +74,8 @@ class BRENNOX_EXPORT IMAPMessage : public Object {
   std::uint32_t size_ = 0;
   MessageFlag flags_ = MessageFlagNone;
   MessageFlag originalFlags_ = MessageFlagNone;
+  // Where this message's words are in the text.
+  std::uint32_t textOffset_ = 0;
   // Each is what it is named after, or the text to read it from.
   Ref<Object> header_;
   Ref<Object> mainPart_;
