@@ -31,11 +31,13 @@ namespace {
 // Encodings around encodings (a base64 message in a quoted-printable message in ...) cost a copy
 // each. What is packed deeper stays a leaf.
 constexpr unsigned int kMaxEncodings = 8;
+// A longer name is no charset, and would be kept by every part below.
+constexpr std::size_t kMaxCharsetName = 64;
 // Texts up to this length are kept once they were decoded: every rendering asks for them again.
 constexpr std::size_t kMaxKeptText = std::size_t{256} << 10;
 // Files that are looked for inside one text part.
 constexpr std::size_t kMaxEmbeddedFiles = 10'000;
-// Room for the names of files inside texts, the total length that a hostile text could repeat.
+// Longer texts are not searched for files.
 constexpr std::size_t kMaxTextScan = std::size_t{64} << 20;
 
 String* stringOf(std::string text) {
@@ -183,15 +185,19 @@ const std::string& Source::charsetHint() {
   return hint_;
 }
 
-std::string_view Source::wordCharset() const {
+std::string_view Source::wordCharset() {
+  if (wordFound_) {
+    return word_;
+  }
+  wordFound_ = true;
   const Entity& root = entities_.front();
   const std::string_view header = bytes().substr(root.header, root.body - root.header);
   const std::size_t word = header.find("=?");
-  if (word == std::string_view::npos) {
-    return {};
+  if (word != std::string_view::npos) {
+    const std::string_view rest = header.substr(word + 2, kMaxCharsetName);
+    word_ = rest.substr(0, rest.find_first_of("?* \r\n"));
   }
-  const std::string_view rest = header.substr(word + 2);
-  return rest.substr(0, rest.find_first_of("?* \r\n"));
+  return word_;
 }
 
 Ref<MimePart> MimePart::parse(Data* data) {
@@ -243,7 +249,8 @@ void MimePart::inheritCharset(MimePart* parent) {
     return;
   }
   const std::string_view declared = brennox::textOf(parent->charset());
-  outerCharset_ = declared.empty() ? parent->outerCharset_ : std::string(declared);
+  outerCharset_ = declared.empty() || declared.size() > kMaxCharsetName ? parent->outerCharset_
+                                                                        : std::string(declared);
 }
 
 // Section numbers as IMAP has them (RFC 3501 section 6.4.5): a multipart at the root of a message
@@ -263,6 +270,10 @@ void MimePart::number(MimePart* parent, unsigned int index) {
   String* const text = String::stringWithText(section_);
   setPartID(text);
   setUniqueID(text);
+  if (!multipart && partType() != PartType::Message) {
+    // Nothing is numbered below a leaf, and there may be many with long numbers.
+    std::string().swap(section_);
+  }
 }
 
 std::string_view MimePart::rawHeader() const {

@@ -28,13 +28,15 @@ class Source : public Object {
   // fields. May be empty.
   const std::string& charsetHint();
   // The charset that the first encoded-word of the root's header is in; may be empty.
-  std::string_view wordCharset() const;
+  std::string_view wordCharset();
 
  private:
   Ref<Data> data_;
   std::vector<Entity> entities_;
   bool hasText_ = false;
   bool hintFound_ = false;
+  bool wordFound_ = false;
+  std::string_view word_;
   std::string hint_;
 };
 

@@ -348,6 +348,7 @@ class Scan {
   // Reads header fields up to the empty line, and past it. True when a boundary line ended the
   // header; the cursor then stands on the line end before it, as nextBoundary() wants it.
   bool readHeader() {
+    typeWasRepeated_ = false;
     const char* garbageUntil = nullptr;
     std::string_view* field = nullptr;
     std::string_view ignored;
@@ -408,9 +409,14 @@ class Scan {
   // missing, and this field belongs to that part.
   bool startsPartWithoutBoundary(std::string_view name) {
     const Entity& entity = current();
-    return name.size() == 12 && entity.parent != kNoEntity &&
-           entity.contentType.data() != nullptr && text::equalsIgnoringCase(name, "content-type") &&
-           equalsIgnoringCase(mediaTypeOf(entity.contentType).type, "multipart");
+    if (name.size() != 12 || typeWasRepeated_ || entity.parent == kNoEntity ||
+        entity.contentType.data() == nullptr || !equalsIgnoringCase(name, "content-type")) {
+      return false;
+    }
+    // Only the first repetition is looked at: the field may be long, and the repetitions many.
+    typeWasRepeated_ = true;
+    return equalsIgnoringCase(mediaTypeOf(entity.contentType).type, "multipart") &&
+           !boundariesOf(entity.contentType).empty();
   }
 
   std::string_view* fieldFor(std::string_view name) {
@@ -455,11 +461,7 @@ class Scan {
   }
 
   void classify(Entity& entity) {
-    if (entity.parent != kNoEntity) {
-      const Entity& above = entities_[entity.parent];
-      entity.inDigest = above.kind == EntityKind::Multipart &&
-                        equalsIgnoringCase(mediaTypeOf(above.contentType).subtype, "digest");
-    }
+    entity.inDigest = entity.parent != kNoEntity && entities_[entity.parent].isDigest;
     if (entity.depth >= kMaxEntityDepth || entities_.size() >= kMaxEntities) {
       return;
     }
@@ -473,6 +475,7 @@ class Scan {
         return;
       }
       entity.kind = EntityKind::Multipart;
+      entity.isDigest = equalsIgnoringCase(media.subtype, "digest");
       for (std::string& boundary : boundaries) {
         boundaries_.push(current_, std::move(boundary));
       }
@@ -632,6 +635,7 @@ class Scan {
   std::uint32_t current_ = kNoEntity;
   // The header that was read last ended where a part without a boundary line starts.
   bool impliedPart_ = false;
+  bool typeWasRepeated_ = false;
 };
 
 }  // namespace

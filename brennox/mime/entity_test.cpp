@@ -160,6 +160,23 @@ TEST(Entity, LeavesWhatIsTooDeepInALeaf) {
   EXPECT_EQ(scanEntities(nested(kMaxEntityDepth)).back().contentType, "");
 }
 
+// A field of the multipart is not read again for each of its parts or repetitions.
+TEST(Entity, ReadsLongFieldsOnce) {
+  const std::string comment(200'000, '(');
+  std::string parts = "Content-Type: multipart/digest; boundary=b; x=" + comment + "\n\n";
+  std::string repeated =
+      "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: " + comment + "\n";
+  for (int i = 0; i < 20'000; ++i) {
+    parts += "--b\nContent-Type: a/b\n\nx\n";
+    repeated += "Content-Type: text/plain\n";
+  }
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(scanEntities(parts).size(), 20'001U);
+  EXPECT_EQ(scanEntities(repeated).size(), 2U);
+  // Read again each time it would take minutes.
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+}
+
 TEST(Entity, CountsManyParts) {
   std::string mail = "Content-Type: multipart/mixed; boundary=b\n\n";
   for (int i = 0; i < 100'000; ++i) {
