@@ -43,7 +43,7 @@ struct StoreContents {
   // For verification: anchors, links, and everybody who may have signed.
   Trust trust;
 
-  // For decryption.
+  // For decryption; not to be used longer than these contents.
   std::vector<OwnCertificate> keys() const;
 };
 
