@@ -260,7 +260,11 @@ class Opening {
     if (!source) {
       return false;
     }
-    const BioHandle chain(CMS_dataInit(cms, source.get()));
+    BioHandle chain;
+    {
+      const EngineLeaks leaks;
+      chain.reset(CMS_dataInit(cms, source.get()));
+    }
     if (!chain) {
       return false;
     }
