@@ -152,12 +152,35 @@ bool isLiteral(char c) {
   return (c > ' ' && c < 0x7F && c != '=') || isBlank(c);
 }
 
-void appendEscape(char c, std::string& out) {
+// The escapes of one character's bytes.
+void appendEscapes(std::string_view character, std::string& out) {
   constexpr char kHex[] = "0123456789ABCDEF";
-  const auto byte = static_cast<unsigned char>(c);
-  out += '=';
-  out += kHex[byte >> 4];
-  out += kHex[byte & 15];
+  char escapes[12];
+  char* to = escapes;
+  for (const char c : character) {
+    const auto byte = static_cast<unsigned char>(c);
+    *to++ = '=';
+    *to++ = kHex[byte >> 4];
+    *to++ = kHex[byte & 15];
+  }
+  out.append(escapes, static_cast<std::size_t>(to - escapes));
+}
+
+bool isLineEnd(std::string_view bytes, std::size_t at) {
+  return bytes.size() - at >= 2 && bytes[at] == '\r' && bytes[at + 1] == '\n';
+}
+
+// How many of the first `most` bytes go out as they are wherever they stand within a line. A blank
+// does if no line end can follow it.
+std::size_t literalRun(std::string_view bytes, std::size_t most) {
+  std::size_t length = 0;
+  while (length < most && length < bytes.size() && isLiteral(bytes[length])) {
+    if (isBlank(bytes[length]) && (length + 1 == bytes.size() || bytes[length + 1] == '\r')) {
+      break;
+    }
+    ++length;
+  }
+  return length;
 }
 
 }  // namespace
@@ -173,18 +196,28 @@ std::string quotedPrintableDecode(std::string_view encoded) {
 }
 
 void quotedPrintableEncode(std::string_view bytes, std::string& out) {
+  out.reserve(out.size() + quotedPrintableLength(bytes) / 72 * 75 + 8);
   std::size_t column = 0;
   std::size_t i = 0;
   while (i < bytes.size()) {
     const std::string_view rest = bytes.substr(i);
-    if (rest.substr(0, 2) == "\r\n") {
+    if (column > 0 && column < kMaxLine - 1) {
+      const std::size_t run = literalRun(rest, kMaxLine - 1 - column);
+      out.append(rest.data(), run);
+      column += run;
+      i += run;
+      if (run > 0) {
+        continue;
+      }
+    }
+    if (isLineEnd(bytes, i)) {
       out += "\r\n";
       column = 0;
       i += 2;
       continue;
     }
     const std::size_t length = std::min(utf8Length(bytes[i]), rest.size());
-    const bool lineEnds = rest.size() == 1 || rest.substr(1, 2) == "\r\n";
+    const bool lineEnds = rest.size() == 1 || isLineEnd(bytes, i + 1);
     // A mail store changes "From " at a line's start, a careless relay loses a dot there.
     const bool escaped = !isLiteral(bytes[i]) || (isBlank(bytes[i]) && lineEnds) ||
                          (column == 0 && (bytes[i] == '.' || rest.substr(0, 5) == "From "));
@@ -199,9 +232,7 @@ void quotedPrintableEncode(std::string_view bytes, std::string& out) {
     if (!escaped) {
       out += bytes[i];
     } else {
-      for (const char c : rest.substr(0, length)) {
-        appendEscape(c, out);
-      }
+      appendEscapes(rest.substr(0, length), out);
     }
     column += width;
     i += length;
