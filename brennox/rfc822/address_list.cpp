@@ -16,7 +16,7 @@ namespace brennox::rfc822 {
 namespace {
 
 // More recipients than any message has.
-constexpr std::size_t kMaxMailboxes = 100'000;
+constexpr std::size_t kMaxMailboxes = 50'000;
 // Parts of a display name that bare commas may divide: "Doe, John, Dr." has three.
 constexpr std::size_t kMaxNameParts = 4;
 
@@ -342,7 +342,8 @@ class ListParser {
   }
 
   void emit(std::string name, std::string address) {
-    if (!name.empty() || !address.empty()) {
+    const bool empty = name.empty() && (address.empty() || address == "@");
+    if (!empty && out_.size() < kMaxMailboxes) {
       out_.push_back({std::move(name), std::move(address)});
     }
   }
@@ -438,6 +439,7 @@ class ListParser {
       }
     }
     tokens_ = std::move(others);
+    const std::size_t before = out_.size();
     std::size_t start = 0;
     std::size_t addressStart = 0;
     for (std::size_t i = 0; i < tokens_.size(); ++i) {
@@ -460,7 +462,7 @@ class ListParser {
       start = end;
       i = end - 1;
     }
-    if (out_.empty() || !out_.back().name.empty()) {
+    if (out_.size() == before || !out_.back().name.empty()) {
       return;
     }
     out_.back().name = phrase(start, tokens_.size(), false);

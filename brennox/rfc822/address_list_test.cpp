@@ -84,7 +84,8 @@ TEST(AddressList, PutsUpWithWhatSendersLeaveOut) {
       {"a@b@c", "|a@b@c"},
       {"j@x.y.", "|j@x.y."},
       {"John\r\n <j@x>,\r\n\tk@y", "John|j@x |k@y"},
-      {",,;:@", "|@"},
+      {",,;:@", ""},
+      {"a@b, @ (John)", "|a@b"},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(parsed(c.raw), c.mailboxes) << c.raw;
@@ -140,6 +141,18 @@ TEST(AddressList, ThousandsOfRecipientsAreKept) {
   parseAddressList(raw, "", EncodedWords::kDecode, mailboxes);
   ASSERT_EQ(mailboxes.size(), 16000U);
   EXPECT_EQ(mailboxes.back().address, "user15999@example.com");
+}
+
+TEST(AddressList, EndsAtItsBoundHoweverTheListIsMade) {
+  for (const std::string_view piece : {"a@b,", "a@b ", "<a@b>", "<a@b>,", "a,"}) {
+    std::string raw;
+    for (int i = 0; i < 50001; ++i) {
+      raw += piece;
+    }
+    std::vector<Mailbox> mailboxes;
+    parseAddressList(raw, "", EncodedWords::kDecode, mailboxes);
+    EXPECT_EQ(mailboxes.size(), 50000U) << piece;
+  }
 }
 
 }  // namespace
