@@ -38,6 +38,15 @@ std::string utf16(std::string_view ascii) {
   return bytes + std::string(2, '\0');
 }
 
+// Parses bytes that it keeps, since what was read refers to them.
+struct Parsed {
+  explicit Parsed(std::string given) : bytes(std::move(given)), ok(parseTnef(bytes, tnef)) {}
+
+  const std::string bytes;
+  Tnef tnef;
+  const bool ok;
+};
+
 TEST(Tnef, ReadsAttachments) {
   const std::string long16 = property(0x1F, 0x3707, utf16("long name.txt"));
   const std::string id = property(0x1E, 0x3712, std::string("id@x\0", 5));
@@ -45,15 +54,14 @@ TEST(Tnef, ReadsAttachments) {
                             number(1, 4) + number(4, 4) + utf16("n") + number(7, 4);
   const std::string mime = property(0x1E, 0x370E, std::string("text/plain\0", 11));
   const std::string properties = number(4, 4) + named + long16 + id + mime;
-  Tnef tnef;
-  ASSERT_TRUE(
-      parseTnef(stream(attribute(2, 0x00069002, std::string(14, '\0')) +
-                       attribute(2, 0x00018010, std::string("SHORT.TXT\0", 10)) +
-                       attribute(2, 0x0006800F, "content") + attribute(2, 0x00069005, properties) +
-                       attribute(2, 0x00069002, std::string(14, '\0')) +
-                       attribute(2, 0x00018010, std::string("b.bin\0", 6)) +
-                       attribute(2, 0x0006800F, "more")),
-                tnef));
+  const Parsed parsed(stream(
+      attribute(2, 0x00069002, std::string(14, '\0')) +
+      attribute(2, 0x00018010, std::string("SHORT.TXT\0", 10)) +
+      attribute(2, 0x0006800F, "content") + attribute(2, 0x00069005, properties) +
+      attribute(2, 0x00069002, std::string(14, '\0')) +
+      attribute(2, 0x00018010, std::string("b.bin\0", 6)) + attribute(2, 0x0006800F, "more")));
+  const Tnef& tnef = parsed.tnef;
+  ASSERT_TRUE(parsed.ok);
   ASSERT_EQ(tnef.attachments.size(), 2U);
   EXPECT_EQ(tnef.attachments[0].filename, "long name.txt");
   EXPECT_EQ(tnef.attachments[0].content, "content");
@@ -64,27 +72,27 @@ TEST(Tnef, ReadsAttachments) {
 }
 
 TEST(Tnef, ReadsBodies) {
-  Tnef tnef;
-  ASSERT_TRUE(
-      parseTnef(stream(attribute(1, 0x00069007, number(1251, 4) + number(0, 4)) +
-                       attribute(1, 0x00069003,
-                                 number(3, 4) + property(0x102, 0x1013, "<p>x</p>") +
-                                     property(0x1F, 0x0037, utf16("Subject")) +
-                                     property(0x1E, 0x1000, std::string("\xCF\xF0\xE8\0", 4)))),
-                tnef));
+  const Parsed parsed(
+      stream(attribute(1, 0x00069007, number(1251, 4) + number(0, 4)) +
+             attribute(1, 0x00069003,
+                       number(3, 4) + property(0x102, 0x1013, "<p>x</p>") +
+                           property(0x1F, 0x0037, utf16("Subject")) +
+                           property(0x1E, 0x1000, std::string("\xCF\xF0\xE8\0", 4)))));
+  const Tnef& tnef = parsed.tnef;
+  ASSERT_TRUE(parsed.ok);
   EXPECT_EQ(tnef.html, "<p>x</p>");
   EXPECT_EQ(tnef.subject, "Subject");
   EXPECT_EQ(tnef.plain, "\xD0\x9F\xD1\x80\xD0\xB8");
 }
 
 TEST(Tnef, KnowsEmbeddedMessages) {
-  Tnef tnef;
   const std::string inner = stream("");
-  ASSERT_TRUE(parseTnef(
+  const Parsed parsed(
       stream(attribute(2, 0x00069002, "") +
              attribute(2, 0x00069005,
-                       number(1, 4) + property(0x0D, 0x3701, std::string(16, 'i') + inner))),
-      tnef));
+                       number(1, 4) + property(0x0D, 0x3701, std::string(16, 'i') + inner))));
+  const Tnef& tnef = parsed.tnef;
+  ASSERT_TRUE(parsed.ok);
   ASSERT_EQ(tnef.attachments.size(), 1U);
   EXPECT_TRUE(tnef.attachments[0].isMessage);
   EXPECT_EQ(tnef.attachments[0].content, inner);
@@ -107,11 +115,10 @@ TEST(Tnef, KeepsWhatWasReadOfABrokenStream) {
 
 TEST(Tnef, BoundsCounts) {
   // A property list that announces four thousand million values.
-  Tnef tnef;
-  EXPECT_TRUE(parseTnef(stream(attribute(1, 0x00069003,
-                                         number(0xFFFFFFFF, 4) + number(0x1003, 2) + number(1, 2) +
-                                             number(0xFFFFFFFF, 4))),
-                        tnef));
+  const Parsed parsed(stream(
+      attribute(1, 0x00069003,
+                number(0xFFFFFFFF, 4) + number(0x1003, 2) + number(1, 2) + number(0xFFFFFFFF, 4))));
+  ASSERT_TRUE(parsed.ok);
 }
 
 TEST(Rtf, IsDecompressed) {
