@@ -146,6 +146,7 @@ std::string encryptedWhole(const Person& person, const EVP_CIPHER* cipher,
                     EVP_CIPHER_get_nid(cipher), nullptr);
   const BioHandle in(BIO_new_mem_buf(content.data(), static_cast<int>(content.size())));
   const BioHandle out(BIO_new(BIO_s_mem()));
+  const EngineLeaks leaks;
   if (CMS_final(cms.get(), in.get(), nullptr, kFlags) != 1 ||
       i2d_CMS_bio(out.get(), cms.get()) != 1) {
     return {};
