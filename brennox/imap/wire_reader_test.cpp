@@ -24,6 +24,9 @@ TEST(ReadResponse, FollowsLiterals) {
        "* 1 FETCH (BODY[] {3}\r\na\r\n X {0}\r\n)"},
       {"* LIST () \"/\" {4+}\r\n{3}\n\r\nrest", "* LIST () \"/\" {4+}\r\n{3}\n"},
       {"* 1 FETCH (BINARY[1] ~{2}\r\n\0\1)\r\nrest", "* 1 FETCH (BINARY[1] ~{2}\r\n"},
+      // A literal keeps a CR at its end, whatever ends the line after it.
+      {"* X {2}\r\na\r\nrest", "* X {2}\r\na\r"},
+      {"* X {2}\r\na\r\r\nrest", "* X {2}\r\na\r"},
       // Human text and tagged completions never announce literals.
       {"* OK we charge {5}\r\nrest", "* OK we charge {5}"},
       {"B1 NO not that {5}\r\nrest", "B1 NO not that {5}"},

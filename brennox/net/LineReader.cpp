@@ -40,6 +40,8 @@ void LineReader::readAhead() {
 }
 
 bool LineReader::line(std::string* line, std::size_t limit, bool* bareLineFeed) {
+  // What stands in front may be a literal whose last octet is a CR of its own.
+  const std::size_t start = line->size();
   for (;;) {
     const std::string_view ahead = buffered();
     const std::size_t end = ahead.find('\n');
@@ -51,7 +53,7 @@ bool LineReader::line(std::string* line, std::size_t limit, bool* bareLineFeed) 
     line->append(piece);
     if (end != std::string_view::npos) {
       skip(end + 1);
-      const bool bare = line->empty() || line->back() != '\r';
+      const bool bare = line->size() == start || line->back() != '\r';
       if (!bare) {
         line->pop_back();
       }
