@@ -59,7 +59,11 @@ ErrorCode Connection::askCapabilities() {
     // Old servers know no CAPA: they do USER, and TOP and UIDL show by trying.
     return isOpen() ? ErrorNone : error;
   }
-  if (!wire_->lines([this](std::string_view line) { addCapability(line, &capabilities_); })) {
+  const auto add = [this](std::string_view line) {
+    addCapability(line, &capabilities_);
+    return true;
+  };
+  if (!wire_->lines(add)) {
     return failure();
   }
   capabilities_.known = true;
@@ -133,7 +137,29 @@ ErrorCode Connection::login(AuthType type, const net::Credentials& credentials) 
   if (tried == 0 && mayGoOn() && plainAllowed && (capabilities_.user || !capabilities_.known)) {
     error = userAndPassword(credentials);
   }
+  if (error == ErrorAuthenticationMechanism) {
+    return error;
+  }
+  if (error == ErrorNone) {
+    error = askCapabilitiesAgain();
+  }
   loggedIn_ = error == ErrorNone;
+  if (!loggedIn_) {
+    // Many servers hang up after a refusal; a later try would find the connection dead.
+    close();
+  }
+  return error;
+}
+
+ErrorCode Connection::askCapabilitiesAgain() {
+  if (!capabilities_.known || (capabilities_.uidl && capabilities_.top)) {
+    return ErrorNone;
+  }
+  const Capabilities before = capabilities_;
+  const ErrorCode error = askCapabilities();
+  if (error == ErrorNone && !capabilities_.known) {
+    capabilities_ = before;
+  }
   return error;
 }
 
@@ -208,33 +234,12 @@ ErrorCode Connection::noop() {
   return command("NOOP", ErrorNoop);
 }
 
-ErrorCode Connection::list(std::vector<Entry>* entries) {
-  listed_.clear();
-  entries->clear();
-  std::unordered_map<std::uint32_t, std::size_t> positions;
-  const auto entryFor = [&](std::uint32_t index) -> Entry& {
-    const auto [found, added] = positions.try_emplace(index, entries->size());
-    if (added) {
-      entries->push_back({index, 0, {}});
-    }
-    return (*entries)[found->second];
-  };
-  const auto addSize = [&](std::string_view line) {
-    const auto parsed = listLine(line);
-    if (const auto size = parsed ? number(parsed->value) : std::nullopt) {
-      entryFor(parsed->index).size = *size;
-    }
-  };
-  const auto addUid = [&](std::string_view line) {
-    if (const auto parsed = listLine(line)) {
-      entryFor(parsed->index).uid = parsed->value;
-    }
-  };
-  const auto readListing = [&](const auto& each) {
+ErrorCode Connection::list() {
+  listing_.clear();
+  const auto read = [&](const auto& each) {
     const ErrorCode error = refusal(wire_->status(), ErrorFetchMessageList);
     return error == ErrorNone && !wire_->lines(each) ? failure() : error;
   };
-
   if (!isOpen()) {
     return ErrorConnection;
   }
@@ -243,34 +248,27 @@ ErrorCode Connection::list(std::vector<Entry>* entries) {
   if (!(together ? wire_->send({"LIST", "UIDL"}) : wire_->send({"LIST"}))) {
     return failure();
   }
-  const ErrorCode sizes = readListing(addSize);
+  const ErrorCode sizes = read([this](std::string_view line) { return listing_.addSize(line); });
   ErrorCode uids = ErrorFetchMessageList;
   if (isOpen() && askUids) {
     if (!together && !wire_->send({"UIDL"})) {
       return failure();
     }
-    uids = readListing(addUid);
+    uids = read([this](std::string_view line) { return listing_.addUid(line); });
   }
   // One of the two is enough, as long as the connection has survived both.
   if (!isOpen()) {
-    entries->clear();
     return sizes != ErrorNone ? sizes : uids;
   }
-  if (sizes != ErrorNone && uids != ErrorNone) {
-    return sizes;
-  }
-  for (const Entry& entry : *entries) {
-    listed_.emplace(entry.index, entry);
-  }
-  return ErrorNone;
+  return uids == ErrorNone ? ErrorNone : sizes;
 }
 
 ErrorCode Connection::confirm(std::uint32_t index, const std::string& uid) {
   if (uid.empty() || (capabilities_.known && !capabilities_.uidl)) {
     return ErrorNone;
   }
-  if (const auto found = listed_.find(index); found != listed_.end()) {
-    return found->second.uid == uid ? ErrorNone : ErrorFetch;
+  if (const Entry* const listed = listing_.find(index)) {
+    return listed->uid == uid ? ErrorNone : ErrorFetch;
   }
   if (const ErrorCode error = command(withNumber("UIDL", index), ErrorFetch); error != ErrorNone) {
     return error;
@@ -297,9 +295,9 @@ ErrorCode Connection::multiLine(std::string_view text, std::size_t expected,
 }
 
 ErrorCode Connection::retrieve(std::uint32_t index, const Progress& progress, Ref<Data>* message) {
-  const auto found = listed_.find(index);
-  return multiLine(withNumber("RETR", index), found == listed_.end() ? 0 : found->second.size,
-                   progress, message);
+  const Entry* const listed = listing_.find(index);
+  return multiLine(withNumber("RETR", index), listed == nullptr ? 0 : listed->size, progress,
+                   message);
 }
 
 ErrorCode Connection::retrieveHeader(std::uint32_t index, Ref<Data>* header) {
@@ -327,7 +325,7 @@ void Connection::close() {
   stream_.close();
   wire_.reset();
   capabilities_ = {};
-  listed_.clear();
+  listing_.clear();
   loggedIn_ = false;
 }
 

@@ -9,22 +9,14 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <unordered_map>
-#include <vector>
 
 #include "net/Stream.h"
 #include "net/sasl.h"
+#include "pop/Listing.h"
 #include "pop/responses.h"
 #include "pop/wire.h"
 
 namespace brennox::pop {
-
-struct Entry {
-  std::uint32_t index = 0;
-  std::uint32_t size = 0;
-  // Empty where the server has no UIDL.
-  std::string uid;
-};
 
 // One thread at a time. Every call returns ErrorNone or why it failed; when the connection itself
 // has failed it is closed then. Nothing is deleted at the server unless quit() is called.
@@ -33,13 +25,15 @@ class Connection {
   using Progress = std::function<void(std::size_t current, std::size_t maximum)>;
 
   ErrorCode open(const net::Endpoint& endpoint);
+  // After a refusal the connection is closed, unless the server was asked nothing.
   ErrorCode login(AuthType type, const net::Credentials& credentials);
   bool isOpen() const noexcept { return stream_.isOpen(); }
   bool isLoggedIn() const noexcept { return loggedIn_; }
 
   ErrorCode noop();
-  // The mailbox in the server's order; remembered for the sizes and identifiers of later calls.
-  ErrorCode list(std::vector<Entry>* entries);
+  // Asks for the mailbox; listing() has it then, for the sizes and identifiers of later calls, too.
+  ErrorCode list();
+  const Listing& listing() const noexcept { return listing_; }
   // ErrorNone when the message of that number has this identifier, as far as the server can tell.
   ErrorCode confirm(std::uint32_t index, const std::string& uid);
   ErrorCode retrieve(std::uint32_t index, const Progress& progress, Ref<Data>* message);
@@ -56,6 +50,9 @@ class Connection {
   ErrorCode apop(std::string_view timestamp, const net::Credentials& credentials);
   ErrorCode userAndPassword(const net::Credentials& credentials);
   ErrorCode askCapabilities();
+  // Once logged in: some servers tell only then what they can do with a mailbox (RFC 2449
+  // section 5).
+  ErrorCode askCapabilitiesAgain();
 
   // Sends one command and reads its status: ErrorNone for +OK, for -ERR what its response code says
   // or else `refused`.
@@ -70,8 +67,8 @@ class Connection {
   std::unique_ptr<Wire> wire_;
   Capabilities capabilities_;
   bool loggedIn_ = false;
-  // From the last listing of this connection.
-  std::unordered_map<std::uint32_t, Entry> listed_;
+  // The last one of this connection.
+  Listing listing_;
 };
 
 }  // namespace brennox::pop

@@ -154,23 +154,25 @@ void POPSession::noop(ErrorCode* error) {
 }
 
 Array* POPSession::fetchMessages(ErrorCode* error) {
-  std::vector<pop::Entry> entries;
-  state_->perform(error, [&](pop::Connection& connection) { return connection.list(&entries); });
-  if (*error != ErrorNone) {
-    return nullptr;
-  }
   Array* const messages = Array::array();
-  messages->reserve(saturated(entries.size()));
-  for (const pop::Entry& entry : entries) {
-    const auto info = make<POPMessageInfo>();
-    info->setIndex(entry.index);
-    info->setSize(entry.size);
-    if (!entry.uid.empty()) {
-      info->setUid(make<String>(entry.uid).get());
+  state_->perform(error, [&](pop::Connection& connection) {
+    const ErrorCode listed = connection.list();
+    if (listed != ErrorNone) {
+      return listed;
     }
-    messages->addObject(info.get());
-  }
-  return messages;
+    messages->reserve(saturated(connection.listing().entries().size()));
+    for (const pop::Entry& entry : connection.listing().entries()) {
+      const auto info = make<POPMessageInfo>();
+      info->setIndex(entry.index);
+      info->setSize(entry.size);
+      if (!entry.uid.empty()) {
+        info->setUid(make<String>(entry.uid).get());
+      }
+      messages->addObject(info.get());
+    }
+    return ErrorNone;
+  });
+  return *error == ErrorNone ? messages : nullptr;
 }
 
 // Each operation on a message has two forms: by number, and by an entry of a listing, whose

@@ -1,10 +1,11 @@
 // A server's side of a conversation, in pieces: nothing crashes, and however the bytes are cut, the
-// message that comes out is the same.
+// message that comes out is the same; each message of a listing is found by its number.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
+#include "pop/Listing.h"
 #include "pop/responses.h"
 #include "pop/wire.h"
 
@@ -34,6 +35,7 @@ brennox::Ref<brennox::Data> messageOf(std::string_view bytes, std::size_t piece)
   Pieces stream(bytes, piece);
   brennox::pop::Wire wire(stream);
   brennox::pop::Capabilities capabilities;
+  brennox::pop::Listing listing;
   if (wire.status() == brennox::pop::Wire::Status::kOk) {
     brennox::pop::apopTimestamp(wire.text());
     brennox::pop::errorOf(wire.text(), brennox::ErrorFetch);
@@ -41,8 +43,13 @@ brennox::Ref<brennox::Data> messageOf(std::string_view bytes, std::size_t piece)
   }
   wire.lines([&](std::string_view line) {
     brennox::pop::addCapability(line, &capabilities);
-    brennox::pop::listLine(line);
+    return listing.addUid(line) && listing.addSize(line);
   });
+  for (const brennox::pop::Entry& entry : listing.entries()) {
+    if (listing.find(entry.index) != &entry) {
+      std::abort();
+    }
+  }
   return nullptr;
 }
 

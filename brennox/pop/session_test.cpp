@@ -7,6 +7,7 @@
 #include <brennox/POPSession.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <map>
 #include <mutex>
 #include <string>
@@ -195,6 +196,77 @@ TEST_F(PopSession, RefusalsHaveTheirOwnErrors) {
     session->login(&error_);
     EXPECT_EQ(error_, c.error) << c.answer;
   }
+}
+
+TEST_F(PopSession, ARefusedLoginLeavesNoDeadConnection) {
+  // This server hangs up after a refusal without a word, as many do.
+  for (const char* answer : {"-ERR no\r\n", "-ERR [IN-USE] held\r\n"}) {
+    bool refuse = true;
+    ScriptedServer server([&](auto& peer) {
+      Mailbox mailbox;
+      if (refuse) {
+        mailbox.answers["PASS secret"] = answer;
+        peer.send("+OK ready\r\n");
+        for (std::string line = peer.line(); !line.empty(); line = peer.line()) {
+          peer.send(mailbox.answers[line]);
+          if (line == "PASS secret") {
+            return;
+          }
+        }
+      }
+      mailbox.serve(peer);
+    });
+    const auto session = sessionFor(server);
+    const ErrorCode expected = std::string_view(answer).find('[') == std::string_view::npos
+                                   ? ErrorAuthentication
+                                   : ErrorMailboxInUse;
+    for (int i = 0; i < 3; ++i) {
+      session->login(&error_);
+      EXPECT_EQ(error_, expected);
+    }
+    refuse = false;
+    session->login(&error_);
+    EXPECT_EQ(error_, ErrorNone);
+  }
+}
+
+TEST_F(PopSession, CapabilitiesThatAreToldAfterTheLoginAreUsed) {
+  std::atomic<bool> loggedIn{false};
+  ScriptedServer server([&](auto& peer) {
+    peer.send("+OK ready\r\n");
+    for (std::string line = peer.line(); !line.empty(); line = peer.line()) {
+      if (line == "CAPA" && !loggedIn) {
+        peer.send("+OK\r\nUSER\r\n.\r\n");
+        continue;
+      }
+      loggedIn = loggedIn || line == "PASS secret";
+      peer.send(mailbox_.answers[line]);
+    }
+  });
+  const auto session = sessionFor(server);
+  Array* const messages = session->fetchMessages(&error_);
+  ASSERT_NE(messages, nullptr);
+  EXPECT_EQ(messages->at<POPMessageInfo>(0)->uid()->view(), "aa");
+  EXPECT_EQ(session->fetchHeader(1, &error_)->subject()->view(), "hello");
+}
+
+TEST_F(PopSession, CapabilitiesThatAreRefusedAfterTheLoginStayAsTheyWere) {
+  bool told = false;
+  ScriptedServer server([&](auto& peer) {
+    peer.send("+OK ready\r\n");
+    for (std::string line = peer.line(); !line.empty(); line = peer.line()) {
+      if (line == "CAPA") {
+        peer.send(told ? "-ERR not now\r\n" : "+OK\r\nUSER\r\nUIDL\r\n.\r\n");
+        told = true;
+        continue;
+      }
+      EXPECT_NE(line, "TOP 1 0");
+      peer.send(mailbox_.answers[line]);
+    }
+  });
+  const auto session = sessionFor(server);
+  EXPECT_NE(session->fetchHeader(1, &error_), nullptr);
+  EXPECT_EQ(error_, ErrorNone);
 }
 
 TEST_F(PopSession, ALostConnectionHealsWithTheNextCall) {

@@ -91,10 +91,10 @@ Wire::Status Wire::status() {
   return status;
 }
 
-bool Wire::lines(const std::function<void(std::string_view)>& each) {
+bool Wire::lines(const std::function<bool(std::string_view)>& each) {
   std::size_t total = 0;
   std::string line;
-  while (total <= kMaxListing) {
+  for (bool more = true; more && total <= kMaxListing;) {
     line.clear();
     if (!reader_.line(&line, kMaxLine)) {
       return false;
@@ -103,7 +103,7 @@ bool Wire::lines(const std::function<void(std::string_view)>& each) {
       return true;
     }
     total += line.size() + 2;
-    each(line.starts_with('.') ? std::string_view(line).substr(1) : std::string_view(line));
+    more = each(line.starts_with('.') ? std::string_view(line).substr(1) : std::string_view(line));
   }
   stream_.fail(ErrorLimitExceeded);
   return false;

@@ -38,8 +38,9 @@ class Wire {
   Status status();
   const std::string& text() const noexcept { return text_; }
 
-  // The lines of a multi-line response, byte-stuffing removed, up to the final dot.
-  bool lines(const std::function<void(std::string_view)>& each);
+  // The lines of a multi-line response, byte-stuffing removed, up to the final dot. `each` returns
+  // false when it has had too many: that fails the stream with ErrorLimitExceeded.
+  bool lines(const std::function<bool(std::string_view)>& each);
 
   // The bytes of a multi-line response in one block. `expected` sizes the block, and may be wrong;
   // `progress` hears how many bytes there are so far.

@@ -151,8 +151,21 @@ TEST(PopWire, ListsLines) {
   Wire wire(script);
   ASSERT_EQ(wire.status(), Wire::Status::kOk);
   std::vector<std::string> lines;
-  EXPECT_TRUE(wire.lines([&](std::string_view line) { lines.emplace_back(line); }));
+  EXPECT_TRUE(wire.lines([&](std::string_view line) {
+    lines.emplace_back(line);
+    return true;
+  }));
   EXPECT_EQ(lines, (std::vector<std::string>{"1 120", ".x"}));
+}
+
+TEST(PopWire, LinesEndTheStreamWhenTheReaderHasHadEnough) {
+  Script script("+OK\r\n1\r\n2\r\n3\r\n.\r\n", 5);
+  Wire wire(script);
+  ASSERT_EQ(wire.status(), Wire::Status::kOk);
+  int seen = 0;
+  EXPECT_FALSE(wire.lines([&](std::string_view) { return ++seen < 2; }));
+  EXPECT_EQ(seen, 2);
+  EXPECT_EQ(script.error(), ErrorLimitExceeded);
 }
 
 }  // namespace

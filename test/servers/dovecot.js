@@ -154,6 +154,7 @@ protocol pop3 {
   pop3_uidl_format = %08Xu%08Xv
   pop3_no_flag_updates = yes
   pop3_enable_last = no
+  ${old ? 'pop3_lock_session = yes' : ''}
 }
 protocol lmtp {
   postmaster_address = postmaster@example.test
@@ -162,7 +163,7 @@ protocol lmtp {
 }
 
 // Flavours: `modern` has every feature on; `old` has the INBOX. prefix with dots, few capabilities,
-// passwords only and a self-signed certificate. Returns the pid.
+// passwords only, a self-signed certificate and one POP3 session at a time for each mailbox. Returns the pid.
 async function startDovecot({ folder, flavour, ports, tls, users, tokens }) {
   for (const name of ['run', 'state', 'mail']) {
     fs.mkdirSync(path.join(folder, name), { recursive: true });

@@ -47,8 +47,8 @@ function sessionFor(servers, user, settings = {}) {
   }, settings);
 }
 
-test('POP3 on a real server', { skip: reasonToSkip({ dovecot: true }) }, async (t) => {
-  const servers = await startServers({ dovecot: true });
+test('POP3 on a real server', { skip: reasonToSkip({ dovecot: true, old: true }) }, async (t) => {
+  const servers = await startServers({ dovecot: true, old: true });
   t.after(() => servers.stop());
 
   await t.test('an empty mailbox lists as an empty array', () => {
@@ -129,8 +129,26 @@ test('POP3 on a real server', { skip: reasonToSkip({ dovecot: true }) }, async (
       session.disconnect();
       session.password = 'wrong';
       assert.equal(session.login(), ErrorCode.Authentication, name);
+      assert.equal(session.login(), ErrorCode.Authentication, `${name}, again`);
+      session.password = servers.users[kUser];
+      assert.equal(session.login(), 0, `${name}, after a refusal`);
+      session.disconnect();
     }
     assert.equal(sessionFor(servers, kUser, { authType: AuthType.SASLSRP }).login(), ErrorCode.AuthenticationMechanism);
+  });
+
+  await t.test('a mailbox that another session holds is in use until that one has quit', () => {
+    const settings = { port: servers.ports.oldPop3 };
+    const holder = sessionFor(servers, kUser, settings);
+    assert.equal(holder.login(), 0);
+    const other = sessionFor(servers, kUser, settings);
+    assert.equal(other.checkAccount(), ErrorCode.MailboxInUse);
+    assert.throws(() => other.fetchMessages(), { name: 'Error', message: `Error code: ${ErrorCode.MailboxInUse}` });
+    assert.equal(holder.checkAccount(), 0, 'the holder does not lock itself out');
+    holder.disconnect();
+    assert.equal(other.login(), 0);
+    assert.deepEqual(other.fetchMessages(), []);
+    other.disconnect();
   });
 
   await t.test('an untrusted certificate is refused unless checking is off', () => {
