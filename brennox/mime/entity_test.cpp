@@ -2,8 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <string>
+
+#include "core/processor_time_for_test.h"
 
 namespace brennox::mime {
 namespace {
@@ -170,11 +171,12 @@ TEST(Entity, ReadsLongFieldsOnce) {
     parts += "--b\nContent-Type: a/b\n\nx\n";
     repeated += "Content-Type: text/plain\n";
   }
-  const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(scanEntities(parts).size(), 20'001U);
-  EXPECT_EQ(scanEntities(repeated).size(), 2U);
   // Read again each time it would take minutes.
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  EXPECT_LT(processorSeconds([&] {
+              EXPECT_EQ(scanEntities(parts).size(), 20'001U);
+              EXPECT_EQ(scanEntities(repeated).size(), 2U);
+            }),
+            5);
 }
 
 TEST(Entity, CountsManyParts) {

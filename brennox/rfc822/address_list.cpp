@@ -78,8 +78,7 @@ class ListParser {
         colon();
         return;
       case '@':
-        add(TokenKind::kAt, in_.rest().substr(0, 1));
-        in_.skip();
+        add(TokenKind::kAt, in_.takeWhile([](char at) { return at == '@'; }));
         return;
       case '(':
         comment();
@@ -358,7 +357,7 @@ class ListParser {
       endWithAngle();
     } else if (has(TokenKind::kAt)) {
       flushPending();
-      endWithAt();
+      endWithAt(has(TokenKind::kComment));
     } else if (!tokens_.empty()) {
       endWithNeither(comma, has(TokenKind::kComment));
     }
@@ -425,20 +424,22 @@ class ListParser {
     return tokens_[i].kind == TokenKind::kWord && tokens_[i].text.back() == c;
   }
 
-  void endWithAt() {
+  void endWithAt(bool hasComment) {
     // Comments stand anywhere: looked at on their own, they do not divide an address.
     std::vector<Token> comments;
     std::vector<std::size_t> places;
     std::vector<Token> others;
-    for (const Token& token : tokens_) {
-      if (token.kind == TokenKind::kComment) {
-        comments.push_back(token);
-        places.push_back(others.size());
-      } else {
-        others.push_back(token);
+    if (hasComment) {
+      for (const Token& token : tokens_) {
+        if (token.kind == TokenKind::kComment) {
+          comments.push_back(token);
+          places.push_back(others.size());
+        } else {
+          others.push_back(token);
+        }
       }
+      tokens_ = std::move(others);
     }
-    tokens_ = std::move(others);
     const std::size_t before = out_.size();
     std::size_t start = 0;
     std::size_t addressStart = 0;
@@ -447,6 +448,11 @@ class ListParser {
         continue;
       }
       const auto [first, end] = extent(i, start);
+      if (start == i && end == i + 1) {
+        // Nothing but the sign, once or more.
+        start = end;
+        continue;
+      }
       std::string raw;
       for (std::size_t k = first; k < end; ++k) {
         if (tokens_[k].kind == TokenKind::kQuoted) {
