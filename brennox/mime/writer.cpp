@@ -12,7 +12,6 @@
 #include "rfc822/header_writer.h"
 #include "rfc822/parameters.h"
 #include "text/base64.h"
-#include "text/encoded_word.h"
 #include "text/quoted_printable.h"
 
 namespace brennox::mime {
@@ -20,8 +19,6 @@ namespace {
 
 // RFC 2046 section 5.1.1 allows 70; with these its parameter fits on a line.
 constexpr std::size_t kMaxBoundary = 64;
-// A name up to this length fits on a line.
-constexpr std::size_t kMaxUnfoldedName = 60;
 // Occurs in neither base64 nor quoted-printable.
 constexpr std::string_view kBoundaryMark = "=_";
 
@@ -46,18 +43,7 @@ class ParameterField {
     rfc822::appendParameter(name, value, column_, out_);
   }
   void addForOldReaders(std::string_view name, std::string_view value) {
-    if (value.size() <= kMaxUnfoldedName) {
-      rfc822::appendParameterAsEncodedWord(name, value, column_, out_);
-      return;
-    }
-    // Only encoded-words can be folded everywhere.
-    out_ += ";\r\n ";
-    out_ += name;
-    out_ += "=\"";
-    column_ = name.size() + 3;
-    text::appendEncodedWords(value, column_, out_);
-    out_ += '"';
-    ++column_;
+    rfc822::appendParameterAsEncodedWord(name, value, column_, out_);
   }
   // On a line of its own and in one piece: many readers know no other form.
   void addBoundary(std::string_view boundary) {

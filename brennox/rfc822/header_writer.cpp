@@ -43,7 +43,8 @@ class Line {
   // A blank and `piece`; on a new line if this one would get too long. A piece alone on its line
   // may be longer than it should.
   void add(std::string_view piece, bool mayFold = true) {
-    if (mayFold && !empty_ && column_ + 1 + piece.size() > kMaxLine) {
+    const std::size_t limit = isEncoded_ ? text::kMaxEncodedLine : kMaxLine;
+    if (mayFold && !empty_ && column_ + 1 + piece.size() > limit) {
       fold();
     } else {
       out_ += ' ';
@@ -63,6 +64,7 @@ class Line {
     ++column_;
     text::appendEncodedWords(text, column_, out_);
     empty_ = false;
+    isEncoded_ = true;
   }
 
   void end() { out_ += "\r\n"; }
@@ -71,11 +73,14 @@ class Line {
   void fold() {
     out_ += "\r\n ";
     column_ = 1;
+    isEncoded_ = false;
   }
 
   std::string& out_;
   std::size_t column_ = 0;
   bool empty_ = true;
+  // An encoded-word stands on the present line.
+  bool isEncoded_ = false;
 };
 
 // Text without what could end a line: line ends become blanks, NUL goes; then trimmed.

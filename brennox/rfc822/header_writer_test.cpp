@@ -282,6 +282,33 @@ TEST_F(HeaderWriter, ListsFoldBetweenTheirItems) {
   EXPECT_TRUE(back->references()->isEqual(ids)) << bytes;
 }
 
+// RFC 2047 section 2.
+TEST_F(HeaderWriter, LinesWithEncodedWordsHave76CharactersAtMost) {
+  for (int length = 1; length < 130; ++length) {
+    std::string name;
+    for (int i = 0; i < length; ++i) {
+      name += "Ж";
+    }
+    const std::string plain(static_cast<std::size_t>(length), 'p');
+    Array* const addresses = Array::array();
+    for (int i = 0; i < 4; ++i) {
+      addresses->addObject(Address::addressWithDisplayName(text(name), text(plain + "@x.y")));
+      addresses->addObject(Address::addressWithMailbox(text(plain + "@x.y")));
+    }
+    std::string bytes;
+    writeAddresses("To", addresses, bytes);
+    writeText("Subject", name, bytes);
+    writeText("Subject", plain + " " + name + " " + plain + " and more words", bytes);
+    std::size_t start = 0;
+    for (std::size_t end; (end = bytes.find("\r\n", start)) != std::string::npos; start = end + 2) {
+      const std::string line = bytes.substr(start, end - start);
+      if (line.find("=?") != std::string::npos) {
+        EXPECT_LE(line.size(), 76U) << line;
+      }
+    }
+  }
+}
+
 TEST_F(HeaderWriter, AMailboxThatNoLineCanHoldIsLeftOut) {
   EXPECT_EQ(writtenAddress("", std::string(2000, 'a') + "@b.c"), "");
   EXPECT_EQ(addressText(Address::addressWithMailbox(text(std::string(2000, 'a')))), "");

@@ -14,8 +14,6 @@ namespace {
 // Continuations count; whatever comes beyond is not looked at.
 constexpr std::size_t kMaxParameters = 8192;
 constexpr std::size_t kMaxLine = 78;
-// RFC 5322 section 2.1.1 minus room for the name.
-constexpr std::size_t kMaxWholeValue = 850;
 
 // One parameter as it stands: with its number and mark of RFC 2231 taken off the name.
 struct Segment {
@@ -463,15 +461,30 @@ void appendParameter(std::string_view name, std::string_view value, std::size_t&
 
 void appendParameterAsEncodedWord(std::string_view name, std::string_view value,
                                   std::size_t& column, std::string& out) {
-  if (isPrintable(value) && value.find("=?") == std::string_view::npos &&
-      value.size() <= kMaxWholeValue) {
-    appendPiece(std::string(name) + "=" + quotedText(value), column, out);
-    return;
+  if (isPrintable(value) && value.find("=?") == std::string_view::npos) {
+    const std::string piece = std::string(name) + "=" + quotedText(value);
+    if (piece.size() + 2 <= kMaxLine) {
+      appendPiece(piece, column, out);
+      return;
+    }
   }
-  appendPiece(std::string(name) + "=\"", column, out);
-  text::appendEncodedWords(value, column, out);
+  // Only encoded-words can be folded everywhere; a fold in front of the first would be read as a
+  // blank of the value.
+  const std::string start = std::string(name) + "=\"";
+  std::string piece = start;
+  std::size_t end = column + 2 + start.size();
+  text::appendEncodedWords(value, end, piece);
+  if (piece.find('\r') == std::string::npos) {
+    out += "; ";
+  } else {
+    out += ";\r\n ";
+    piece = start;
+    end = 1 + start.size();
+    text::appendEncodedWords(value, end, piece);
+  }
+  out += piece;
   out += '"';
-  ++column;
+  column = end + 1;
 }
 
 }  // namespace brennox::rfc822

@@ -42,7 +42,8 @@ std::string parseParameterizedValue(std::string_view raw);
 // line is folded before it exceeds 78.
 void appendParameter(std::string_view name, std::string_view value, std::size_t& column,
                      std::string& out);
-// The same for old readers, which know encoded-words only: quoted ones when the value is not ASCII.
+// The same for old readers, which know encoded-words only: quoted ones when the value is not ASCII
+// or does not fit on a line.
 void appendParameterAsEncodedWord(std::string_view name, std::string_view value,
                                   std::size_t& column, std::string& out);
 

@@ -123,6 +123,22 @@ TEST(Parameters, AreWrittenInTheSimplestForm) {
   EXPECT_EQ(written("name", "имя.txt", true), "; name=\"=?utf-8?B?0LjQvNGPLnR4dA==?=\"");
 }
 
+TEST(Parameters, AnEncodedWordStartsBehindItsQuoteWhereverTheLineStands) {
+  const std::string value = "очень длинное имя файла, которое не помещается в строку.txt";
+  for (std::size_t length = 0; length < 120; ++length) {
+    std::string line(length, 'x');
+    std::size_t column = length;
+    appendParameterAsEncodedWord("name", value, column, line);
+    EXPECT_NE(line.find("name=\"=?utf-8?B?"), std::string::npos) << line;
+    EXPECT_EQ(parseParameterized("a/b" + line.substr(length)).get("name"), value) << line;
+    EXPECT_EQ(column, line.size() - line.rfind('\n') - 1);
+    for (std::size_t start = length; (start = line.find("\r\n", start)) != std::string::npos;) {
+      start += 2;
+      EXPECT_LE(std::min(line.find("\r\n", start), line.size()) - start, 78U) << line;
+    }
+  }
+}
+
 TEST(Parameters, AreReadBackAsTheyWereWritten) {
   std::mt19937 random(11);
   const std::string_view pieces[] = {"a", ".", "x1",  " ", "é", "П", "\"", "\\", ";",

@@ -13,9 +13,7 @@
 namespace brennox::text {
 namespace {
 
-// RFC 2047 section 2.
-constexpr std::size_t kMaxWord = 75;
-constexpr std::size_t kMaxLine = 78;
+constexpr std::size_t kMaxWord = 75;  // RFC 2047 section 2
 constexpr std::string_view kWordStartB = "=?utf-8?B?";
 constexpr std::string_view kWordStartQ = "=?utf-8?Q?";
 constexpr std::string_view kWordEnd = "?=";
@@ -457,10 +455,10 @@ void appendEncodedWords(std::string_view utf8, std::size_t& column, std::string&
   const bool base64 = quoted * 2 >= base64EncodedLength(repaired.size()) * 3;
   std::string_view rest = repaired;
   while (!rest.empty()) {
-    if (column + kMinRoom > kMaxLine) {
+    if (column + kMinRoom > kMaxEncodedLine) {
       fold(column, out);
     }
-    const std::size_t room = std::min(kMaxWord, kMaxLine - column) - kWordFrame;
+    const std::size_t room = std::min(kMaxWord, kMaxEncodedLine - column) - kWordFrame;
     std::size_t taken = 0;
     std::size_t length = 0;
     while (taken < rest.size()) {

@@ -22,9 +22,12 @@ std::string decodeRawText(std::string_view raw, std::string_view rawCharset = {}
 // encoded-word.
 bool needsEncodedWords(std::string_view text);
 
+// RFC 2047 section 2: what a line with an encoded-word in it may hold.
+constexpr std::size_t kMaxEncodedLine = 76;
+
 // Appends UTF-8 text as encoded-words of at most 75 characters, B or Q by length, no character
 // divided. `column` is the length of the current line so far and is kept up to date; lines break
-// with CRLF and a blank before they exceed 78.
+// with CRLF and a blank before they exceed kMaxEncodedLine.
 void appendEncodedWords(std::string_view utf8, std::size_t& column, std::string& out);
 
 }  // namespace brennox::text
