@@ -87,7 +87,7 @@ void WIMAPSession::Queue(const Napi::CallbackInfo& info) {
   const std::size_t last = info.Length() == 0 ? 0 : info.Length() - 1;
   const Napi::Function callback = FunctionArgument(info, info[last].IsFunction() ? last : kPosition,
                                                    "last parameter must be a callback function");
-  (new CallWorker<Call>(info, *held(), std::move(call), callback))->Queue();
+  Start<CallWorker<Call>>(info, *held(), std::move(call), callback);
 }
 
 template <class Call, std::size_t kPosition>
@@ -95,7 +95,7 @@ void WIMAPSession::QueueCounted(const Napi::CallbackInfo& info) {
   Require(info.Length() > kPosition, info.Env(), "Wrong number of arguments");
   Call call(info);
   const Napi::Function callback = FunctionArgument(info, kPosition, "Wrong arguments");
-  (new CallWorker<Call>(info, *held(), std::move(call), callback))->Queue();
+  Start<CallWorker<Call>>(info, *held(), std::move(call), callback);
 }
 
 Napi::Value WIMAPSession::IsQResyncEnabled(const Napi::CallbackInfo& info) {

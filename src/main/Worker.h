@@ -3,7 +3,9 @@
 
 #include <napi.h>
 
+#include <memory>
 #include <string>
+#include <utility>
 
 namespace velkor {
 
@@ -38,5 +40,14 @@ class Worker : public Napi::AsyncWorker {
   Napi::ObjectReference owner_;
   const char* failureText_;
 };
+
+// Makes a worker of the type and queues it.
+template <class Work, class... Args>
+void Start(Args&&... args) {
+  auto worker = std::make_unique<Work>(std::forward<Args>(args)...);
+  worker->Queue();
+  // Deletes itself from here on.
+  static_cast<void>(worker.release());
+}
 
 }  // namespace velkor

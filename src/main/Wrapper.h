@@ -159,15 +159,12 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
   }
 
  private:
-  // Tells the objects of our classes from each other's and from other addons'.
-  static constexpr napi_type_tag TagOf(const char* name) {
-    std::uint64_t hash = 14695981039346656037U;
-    for (; *name != '\0'; ++name) {
-      hash = (hash ^ static_cast<unsigned char>(*name)) * 1099511628211U;
-    }
-    return {0x76656c6b6f725f32U, hash};
-  }
-  static constexpr napi_type_tag kTag = TagOf(Self::kName);
+  // Tells the objects of our classes from each other's, from other addons' and from those of
+  // another copy of this module in the process, which may be of another version: nothing else has
+  // this address.
+  static inline const char kTagPlace = 0;
+  static inline const napi_type_tag kTag = {0x76656c6b6f725f32U,
+                                            reinterpret_cast<std::uintptr_t>(&kTagPlace)};
 
   // Calls a member of Self or of its library object.
   template <auto kMember, class... Args>

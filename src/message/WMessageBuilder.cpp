@@ -81,9 +81,13 @@ Napi::Value WMessageBuilder::Header(const Napi::CallbackInfo& info) {
                            : WMessageHeader::NewInstance(info.Env(), header);
 }
 
-void WMessageBuilder::SetHeader(const Napi::CallbackInfo&, const Napi::Value& value) {
-  brennox::MessageHeader* const header = WMessageHeader::Expect(value).held();
-  held()->setHeader(static_cast<brennox::MessageHeader*>(header->copy()));
+void WMessageBuilder::SetHeader(const Napi::CallbackInfo& info, const Napi::Value& value) {
+  const WMessageHeader* const header = WMessageHeader::From(value.ToObject());
+  if (header == nullptr) {
+    // No TypeError: the text is that of Node-API's own failure to unwrap an object.
+    throw Napi::Error::New(info.Env(), "Invalid argument");
+  }
+  held()->setHeader(static_cast<brennox::MessageHeader*>(header->held()->copy()));
 }
 
 template <WMessageBuilder::Get kGet>
@@ -120,7 +124,7 @@ Napi::Value WMessageBuilder::Bytes(const Napi::CallbackInfo& info) {
 
 void WMessageBuilder::GetDataAsync(const Napi::CallbackInfo& info) {
   const Napi::Function callback = FunctionArgument(info, 0, "first parameter must be a callback");
-  (new DataWorker(info, *this, callback))->Queue();
+  Start<DataWorker>(info, *this, callback);
 }
 
 void WMessageBuilder::Write(const Napi::CallbackInfo& info) {
@@ -136,7 +140,7 @@ void WMessageBuilder::WriteAsync(const Napi::CallbackInfo& info) {
   std::string path = StringArgument(info, 0, kPathText);
   // The text names the other parameter; scripts match on it.
   const Napi::Function callback = FunctionArgument(info, 1, "first parameter must be a callback");
-  (new WriteWorker(info, *this, std::move(path), callback))->Queue();
+  Start<WriteWorker>(info, *this, std::move(path), callback);
 }
 
 void WMessageBuilder::SetSignerCert(const Napi::CallbackInfo& info) {

@@ -125,7 +125,7 @@ void WMessageParser::Read(const Napi::CallbackInfo& info) {
 void WMessageParser::ReadAsync(const Napi::CallbackInfo& info) {
   FileInput input(*held(), StringArgument(info, 0, kPathText));
   const Napi::Function callback = FunctionArgument(info, 1, "second parameter must be a callback");
-  (new ReadWorker(info, *this, std::move(input), callback))->Queue();
+  Start<ReadWorker>(info, *this, std::move(input), callback);
 }
 
 void WMessageParser::Import(const Napi::CallbackInfo& info) {
@@ -135,7 +135,7 @@ void WMessageParser::Import(const Napi::CallbackInfo& info) {
 void WMessageParser::ImportAsync(const Napi::CallbackInfo& info) {
   DataInput input(*held(), BufferArgument(info, 0, kBufferText));
   // The callback is not checked here: without one the import still takes effect.
-  (new ImportWorker(info, *this, std::move(input), info[1]))->Queue();
+  Start<ImportWorker>(info, *this, std::move(input), info[1]);
 }
 
 Napi::Value WMessageParser::HtmlRendering(const Napi::CallbackInfo& info) {

@@ -184,9 +184,8 @@ void WSMTPAsyncSession::SendMessageOperation(const Napi::CallbackInfo& info) {
   brennox::Ref<brennox::Data> message = MessageOf(info[2]);
   const std::int32_t notify = Int32::FromScript(info[3]);
   const Napi::Object callback = info[4].ToObject();
-  (new SendMessageOperationWorker(info, *this, sender, recipients, std::move(message), notify,
-                                  callback))
-      ->Queue();
+  Start<SendMessageOperationWorker>(info, *this, sender, recipients, std::move(message), notify,
+                                    callback);
 }
 
 Napi::Value WSMTPAsyncSession::IsDisconnected(const Napi::CallbackInfo& info) {

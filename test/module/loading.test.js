@@ -256,6 +256,29 @@ for (const { name, file, skip } of nodes) {
   });
 }
 
+test("objects of another copy of the module are nobody's", { skip: kIsSanitized && 'sees two copies as a fault of its own' }, (t) => {
+  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'brennox-copy-'));
+  t.after(() => fs.rmSync(folder, { recursive: true, force: true }));
+  for (const name of ['velkor_brennox2.node', 'velkor_brennox2_impl.so']) {
+    fs.copyFileSync(path.join(path.dirname(kModule), name), path.join(folder, name));
+  }
+  const { status, stderr } = run(process.execPath, script(`
+    const own = require(file);
+    const other = require(${JSON.stringify(path.join(folder, 'velkor_brennox2.node'))});
+    await use(other);
+    await use(own);
+    const builder = new own.MessageBuilder();
+    assert.throws(() => { builder.header = new other.MessageHeader(); }, { name: 'Error', message: 'Invalid argument' });
+    assert.throws(() => builder.addAttachments([new other.Attachment()]), { name: 'TypeError', message: 'Value must be Attachment' });
+    for (const name of Object.keys(own)) {
+      const foreign = new other[name]();
+      for (const { get, value } of Object.values(Object.getOwnPropertyDescriptors(own[name].prototype))) {
+        if (value !== own[name]) assert.throws(() => (get ?? value).call(foreign), { name: 'TypeError', message: 'Illegal invocation' });
+      }
+    }`));
+  assert.deepStrictEqual({ status, stderr }, { status: 0, stderr: '' });
+});
+
 test('the implementation shows nothing but its entry and the allocator', () => {
   const { stdout, status } = require('node:child_process').spawnSync(
     'nm', ['-D', '--defined-only', '--format=posix', path.join(path.dirname(kModule), 'velkor_brennox2_impl.so')],
