@@ -106,10 +106,10 @@ struct MessageParser::State {
     if (Address* const author = outer->from()) {
       settings.author = textOf(author->mailbox());
     }
-    secure = message::openLayers(data.get(), settings);
+    secure = message::openLayers(message->source(), settings);
     // What is shown is what was signed and nothing beside it.
     if (secure.content) {
-      inside = mime::MimePart::parse(secure.content.get());
+      inside = mime::MimePart::parse(secure.content);
     }
   }
 

@@ -21,8 +21,6 @@ namespace {
 
 // Three are common (signed, encrypted, signed again); a message that goes on is made to be costly.
 constexpr unsigned int kMaxLayers = 10;
-// Only the root's header is looked at, unless it says that there are parts to find.
-constexpr std::size_t kHeaderWindow = std::size_t{64} << 10;
 
 bool contains(std::string_view text, std::string_view part) {
   return std::search(text.begin(), text.end(), part.begin(), part.end(), [](char a, char b) {
@@ -128,7 +126,8 @@ std::string canonical(std::string_view text) {
 
 class Layers {
  public:
-  Layers(Data* message, const SecureSettings& settings) : settings_(settings), current_(message) {
+  Layers(mime::Source* message, const SecureSettings& settings)
+      : settings_(settings), current_(message) {
     verify_.policy = crypto::policyNamed(settings.keyUsagePolicy);
     verify_.author = settings.author;
     verify_.now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
@@ -152,32 +151,22 @@ class Layers {
   // Takes one layer off `current_`. False when there is none, or none that comes off. Beyond the
   // limit a layer only spoils what has been found so far.
   bool takeOff(bool isWithinLimit) {
-    const std::string_view bytes = current_->view();
-    std::vector<mime::Entity> entities = mime::scanEntities(bytes.substr(0, kHeaderWindow));
-    if (entities.empty()) {
-      return false;
-    }
-    if (bytes.size() > kHeaderWindow) {
-      if (entities.front().body > kHeaderWindow / 2 || isMultipartSigned(entities.front())) {
-        entities = mime::scanEntities(bytes);
-      } else {
-        entities.front().end = bytes.size();
-      }
-    }
-    const mime::Entity& root = entities.front();
+    const mime::Entity& root = current_->entities().front();
     const mime::MediaTypeView type = mime::mediaTypeOf(root.contentType);
     if (isMultipartSigned(root)) {
-      return takeOffDetached(entities, isWithinLimit);
+      return takeOffDetached(isWithinLimit);
     }
-    if (isEnvelopeType(type) || (isOctetStream(type) && contains(headerOf(bytes, root), ".p7m"))) {
+    if (isEnvelopeType(type) ||
+        (isOctetStream(type) && contains(headerOf(current_->bytes(), root), ".p7m"))) {
       return takeOffEnvelope(root, isEnvelopeType(type), isWithinLimit);
     }
     return false;
   }
 
   // multipart/signed (RFC 1847): the first part is what is signed, the second the signature.
-  bool takeOffDetached(const std::vector<mime::Entity>& entities, bool isWithinLimit) {
-    const std::string_view bytes = current_->view();
+  bool takeOffDetached(bool isWithinLimit) {
+    const std::vector<mime::Entity>& entities = current_->entities();
+    const std::string_view bytes = current_->bytes();
     const mime::Entity& root = entities.front();
     const mime::Entity* const first =
         root.firstChild == mime::kNoEntity ? nullptr : &entities[root.firstChild];
@@ -201,7 +190,9 @@ class Layers {
     isUnreadable_ = !crypto::readSigned({cms->bytes(), cms->size()}, outline);
     addSignature(isUnreadable_ ? crypto::Signature()
                                : verifyDetached({cms->bytes(), cms->size()}, content));
-    current_ = make<Data>(current_->block(), content.data(), content.size());
+    current_ =
+        make<mime::Source>(make<Data>(current_->data()->block(), content.data(), content.size()),
+                           mime::entitiesBelow(entities, root.firstChild));
     return true;
   }
 
@@ -217,8 +208,7 @@ class Layers {
 
   // application/pkcs7-mime: what it is, the CMS message in it says and not its parameters.
   bool takeOffEnvelope(const mime::Entity& root, bool isDeclared, bool isWithinLimit) {
-    const std::string_view bytes = current_->view();
-    Ref<Block> cms = decodeCms(bodyOf(bytes, root), root.encoding);
+    Ref<Block> cms = decodeCms(bodyOf(current_->bytes(), root), root.encoding);
     switch (crypto::contentTypeOf({cms->bytes(), cms->size()})) {
       case crypto::ContentType::kSigned:
         return takeOffOpaque(std::move(cms), isWithinLimit);
@@ -262,13 +252,17 @@ class Layers {
     }
     isUnreadable_ = false;
     addSignature(opened.signature);
-    if (opened.content.size() == 1) {
-      const std::string_view content = opened.content.front();
-      current_ = make<Data>(std::move(cms), content.data(), content.size());
-    } else {
-      current_ = joined(opened.content);
-    }
+    current_ = make<mime::Source>(whole(std::move(cms), opened.content).get());
     return true;
+  }
+
+  // The pieces stand in `block`.
+  static Ref<Data> whole(Ref<Block> block, const crypto::Pieces& pieces) {
+    if (pieces.size() != 1) {
+      return joined(pieces);
+    }
+    const std::string_view content = pieces.front();
+    return make<Data>(std::move(block), content.data(), content.size());
   }
 
   static Ref<Data> joined(const crypto::Pieces& pieces) {
@@ -295,7 +289,7 @@ class Layers {
     if (opened.status != crypto::DecryptStatus::kOpened) {
       return false;
     }
-    current_ = opened.content;
+    current_ = make<mime::Source>(opened.content.get());
     return true;
   }
 
@@ -331,7 +325,7 @@ class Layers {
 
   const SecureSettings& settings_;
   crypto::VerifySettings verify_;
-  Ref<Data> current_;
+  Ref<mime::Source> current_;
   SecureResult result_;
   bool areSignaturesGood_ = false;
   // The last layer was a signature that is none: what it claims to sign is shown as it came, with
@@ -349,7 +343,7 @@ bool mayHaveLayers(std::string_view mediaType, std::string_view filename) {
          (mediaType == "application/octet-stream" && contains(filename, ".p7m"));
 }
 
-SecureResult openLayers(Data* message, const SecureSettings& settings) {
+SecureResult openLayers(mime::Source* message, const SecureSettings& settings) {
   return Layers(message, settings).run();
 }
 

@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+#include "mime/MimePart.h"
+
 namespace brennox::message {
 
 struct SecureSettings {
@@ -33,7 +35,7 @@ struct SecureResult {
   std::string decryptMessage;  // "" unless something could not be opened
   // The entity inside all layers that could be taken off, to be shown in place of the message's
   // own. Null when there was none to take off.
-  Ref<Data> content;
+  Ref<mime::Source> content;
 };
 
 // Whether a message whose root has this media type (lower case) and file name can have layers: all
@@ -41,6 +43,6 @@ struct SecureResult {
 bool mayHaveLayers(std::string_view mediaType, std::string_view filename);
 
 // Takes off the layers. Uses the user's certificates; any thread.
-SecureResult openLayers(Data* message, const SecureSettings& settings);
+SecureResult openLayers(mime::Source* message, const SecureSettings& settings);
 
 }  // namespace brennox::message

@@ -213,7 +213,8 @@ Tally run(const std::vector<std::string>& files) {
     const AutoreleasePool pool;
     std::string mail(kHead);
     mail += mutator.mutate(seeds[mutator.below(seeds.size())]);
-    const SecureResult result = openLayers(Data::dataWithBytes(mail.data(), mail.size()), {});
+    const SecureResult result =
+        openLayers(make<mime::Source>(Data::dataWithBytes(mail.data(), mail.size())).get(), {});
     ++tally.mails;
     tally.decrypted += result.isDecrypted ? 1U : 0U;
     EXPECT_EQ(result.isDecrypted, result.isEncrypted && result.decryptMessage.empty());

@@ -32,6 +32,10 @@ std::string readFile(const std::string& path) {
   return text.str();
 }
 
+Ref<mime::Source> sourceOf(const std::string& mail) {
+  return make<mime::Source>(Data::dataWithBytes(mail.data(), mail.size()));
+}
+
 std::vector<std::string> split(const std::string& text, const std::string& separator) {
   std::vector<std::string> fields;
   std::size_t at = 0;
@@ -62,7 +66,7 @@ void checkCase(const std::string& folder, const std::vector<std::string>& fields
   }
   const std::string mail = readFile(folder + "/" + fields[0]);
   ASSERT_FALSE(mail.empty());
-  const SecureResult result = openLayers(Data::dataWithBytes(mail.data(), mail.size()), {});
+  const SecureResult result = openLayers(sourceOf(mail).get(), {});
   const auto check = [](const std::string& wish, bool value, const char* what) {
     if (wish != "-") {
       EXPECT_EQ(value, wish == "yes") << what;
@@ -73,7 +77,7 @@ void checkCase(const std::string& folder, const std::vector<std::string>& fields
   check(fields[5], result.isVerified, "isVerified");
   check(fields[6], result.isDecrypted, "isDecrypted");
   EXPECT_EQ(result.decryptMessage.empty(), !result.isEncrypted || result.isDecrypted);
-  const std::string content(result.content ? result.content->view() : std::string_view());
+  const std::string content(result.content ? result.content->bytes() : std::string_view());
   if (fields[7] != "-") {
     EXPECT_NE(content.find(fields[7]), std::string::npos);
   }
@@ -114,7 +118,7 @@ TEST(Layers, LeaveASignatureThatIsNoneBesideItsText) {
       "Content-Type: multipart/signed; protocol=\"application/pkcs7-signature\"; boundary=b\r\n\r\n"
       "--b\r\n\r\nText.\r\n--b\r\nContent-Type: application/pkcs7-signature; name=smime.p7s\r\n"
       "Content-Transfer-Encoding: base64\r\n\r\nbm90aGluZw==\r\n--b--\r\n";
-  const SecureResult result = openLayers(Data::dataWithBytes(mail.data(), mail.size()), {});
+  const SecureResult result = openLayers(sourceOf(mail).get(), {});
   EXPECT_TRUE(result.isSigned);
   EXPECT_FALSE(result.isVerified);
   EXPECT_FALSE(result.content);
@@ -155,13 +159,13 @@ TEST_P(ProtectedMessage, ReadsAsItWasBuilt) {
       built->setRecipientsCertificates(listOf({person.certificatePem()}));
     }
     Data* const mail = built->data();
-    const SecureResult result = openLayers(mail, {});
+    const SecureResult result = openLayers(make<mime::Source>(mail).get(), {});
     EXPECT_EQ(result.isSigned, (what & 1) != 0);
     EXPECT_EQ(result.isVerified, (what & 1) != 0);
     EXPECT_EQ(result.isEncrypted, (what & 2) != 0);
     EXPECT_EQ(result.isDecrypted, (what & 2) != 0);
     ASSERT_TRUE(result.content);
-    EXPECT_NE(result.content->view().find("4711"), std::string_view::npos);
+    EXPECT_NE(result.content->bytes().find("4711"), std::string_view::npos);
     EXPECT_EQ(mail->view().find("4711") == std::string_view::npos, (what & 2) != 0);
     EXPECT_EQ(mail->view().find("multipart/signed") == std::string_view::npos, what != 1);
   }

@@ -140,8 +140,13 @@ bool mayHoldFiles(std::string_view text) {
 
 }  // namespace
 
-Source::Source(Data* data, unsigned int depth)
-    : data_(withLineFeeds(data)), entities_(scanEntities(data_->view(), depth)) {
+Source::Source(Data* data, unsigned int depth) : Source(withLineFeeds(data), depth) {}
+
+Source::Source(Ref<Data> data, unsigned int depth)
+    : Source(data, scanEntities(data->view(), depth)) {}
+
+Source::Source(Ref<Data> data, std::vector<Entity> entities)
+    : data_(std::move(data)), entities_(std::move(entities)) {
   for (const Entity& entity : entities_) {
     if (entity.kind != EntityKind::Leaf || entity.end == entity.body) {
       continue;
@@ -201,7 +206,11 @@ std::string_view Source::wordCharset() {
 }
 
 Ref<MimePart> MimePart::parse(Data* data) {
-  return Ref<MimePart>::adopt(new MimePart(make<Source>(data), 0, nullptr, 0));
+  return parse(make<Source>(data));
+}
+
+Ref<MimePart> MimePart::parse(Ref<Source> source) {
+  return Ref<MimePart>::adopt(new MimePart(std::move(source), 0, nullptr, 0));
 }
 
 MimePart::MimePart(Ref<Source> source, std::uint32_t entity, MimePart* parent, unsigned int index)

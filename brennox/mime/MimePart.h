@@ -17,7 +17,10 @@ class Source : public Object {
  public:
   // `depth` is the root's.
   explicit Source(Data* data, unsigned int depth = 0);
+  // The same for entities that were found in a scan of these very bytes.
+  Source(Ref<Data> data, std::vector<Entity> entities);
 
+  const std::vector<Entity>& entities() const { return entities_; }
   std::uint32_t count() const { return static_cast<std::uint32_t>(entities_.size()); }
   const Entity& entity(std::uint32_t index) const { return entities_[index]; }
   Data* data() const { return data_.get(); }
@@ -31,6 +34,8 @@ class Source : public Object {
   std::string_view wordCharset();
 
  private:
+  Source(Ref<Data> data, unsigned int depth);
+
   Ref<Data> data_;
   std::vector<Entity> entities_;
   bool hasText_ = false;
@@ -47,6 +52,7 @@ class MimePart final : public Attachment {
  public:
   // The root of the message in `data`.
   static Ref<MimePart> parse(Data* data);
+  static Ref<MimePart> parse(Ref<Source> source);
 
   ~MimePart() override;
 
@@ -65,6 +71,8 @@ class MimePart final : public Attachment {
   // The header with its empty line, the body as it stands, and both.
   std::string_view rawHeader() const;
   std::string_view rawBody() const;
+  // Where the part was found; null for content that was made while opening another part.
+  Source* source() const { return source_.get(); }
   // Shares the message's bytes; autoreleased.
   Data* rawEntity() const;
   // A parameter of the Content-Type (lower-case name) in UTF-8; "" when absent.

@@ -647,6 +647,31 @@ std::vector<Entity> scanEntities(std::string_view bytes, unsigned int depth) {
   return Scan(bytes).run(depth);
 }
 
+// A scan lists entities in the order in which they begin, so that a subtree is a run of its list.
+std::vector<Entity> entitiesBelow(const std::vector<Entity>& entities, std::uint32_t root) {
+  const Entity top = entities[root];
+  const auto first = entities.begin() + root;
+  const auto last = std::find_if(first + 1, entities.end(),
+                                 [&](const Entity& entity) { return entity.depth <= top.depth; });
+  std::vector<Entity> subtree(first, last);
+  const auto rebase = [root](std::uint32_t index) {
+    return index == kNoEntity ? kNoEntity : index - root;
+  };
+  for (Entity& entity : subtree) {
+    entity.header -= top.header;
+    entity.body -= top.header;
+    entity.end -= top.header;
+    entity.parent = rebase(entity.parent);
+    entity.firstChild = rebase(entity.firstChild);
+    entity.nextSibling = rebase(entity.nextSibling);
+    entity.depth = static_cast<std::uint16_t>(entity.depth - top.depth);
+  }
+  subtree.front().parent = kNoEntity;
+  subtree.front().nextSibling = kNoEntity;
+  subtree.front().inDigest = false;
+  return subtree;
+}
+
 MediaTypeView mediaTypeOf(std::string_view contentType) {
   MediaTypeView media;
   skipSpaceAndComments(contentType);

@@ -45,6 +45,10 @@ struct Entity {
 // body).
 std::vector<Entity> scanEntities(std::string_view bytes, unsigned int depth = 0);
 
+// The entity `root` of a scan and all below it as if they were a message of their own: offsets
+// count from the start of its header.
+std::vector<Entity> entitiesBelow(const std::vector<Entity>& entities, std::uint32_t root);
+
 // Type and subtype as they stand ("Text/HTML" gives {"Text", "HTML"}), comments skipped; empty
 // where missing.
 struct MediaTypeView {

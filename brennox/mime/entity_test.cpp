@@ -210,5 +210,43 @@ TEST(Entity, ReadsMediaTypesAndEncodings) {
   EXPECT_EQ(transferEncodingOf(""), TransferEncoding::Identity);
 }
 
+// Parts that need nothing from around them read the same alone.
+TEST(EntitiesBelow, AreThoseOfTheEntityAlone) {
+  const std::string mail =
+      "Content-Type: multipart/mixed; boundary=a\r\n\r\n--a\r\nContent-Type: text/plain\r\n\r\none"
+      "\r\n--a\r\nContent-Type: multipart/digest; boundary=b\r\n\r\n--b\r\n\r\nSubject: "
+      "x\r\n\r\ntwo"
+      "\r\n--b\r\n\r\nSubject: y\r\n\r\nthree\r\n--b--\r\n--a\r\nContent-Type: message/rfc822\r\n"
+      "Content-Transfer-Encoding: 8bit\r\n\r\nContent-Type: multipart/mixed; "
+      "boundary=a\r\n\r\n--a\r\n\r\n"
+      "four\r\n--a--\r\n";
+  const std::vector<Entity> entities = scanEntities(mail);
+  ASSERT_EQ(entities.size(), 10U);
+  for (std::uint32_t root = 0; root < entities.size(); ++root) {
+    if (entities[root].inDigest) {
+      continue;
+    }
+    const std::vector<Entity> below = entitiesBelow(entities, root);
+    const std::size_t start = entities[root].header;
+    const std::vector<Entity> alone =
+        scanEntities(std::string_view(mail).substr(start, entities[root].end - start));
+    ASSERT_EQ(below.size(), alone.size()) << root;
+    for (std::size_t i = 0; i < below.size(); ++i) {
+      EXPECT_EQ(below[i].header, alone[i].header);
+      EXPECT_EQ(below[i].body, alone[i].body);
+      EXPECT_EQ(below[i].end, alone[i].end);
+      EXPECT_EQ(below[i].contentType, alone[i].contentType);
+      EXPECT_EQ(below[i].encoding, alone[i].encoding);
+      EXPECT_EQ(below[i].parent, alone[i].parent);
+      EXPECT_EQ(below[i].firstChild, alone[i].firstChild);
+      EXPECT_EQ(below[i].nextSibling, alone[i].nextSibling);
+      EXPECT_EQ(below[i].depth, alone[i].depth);
+      EXPECT_EQ(below[i].kind, alone[i].kind);
+      EXPECT_EQ(below[i].isDigest, alone[i].isDigest);
+      EXPECT_EQ(below[i].inDigest, alone[i].inDigest);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace brennox::mime
