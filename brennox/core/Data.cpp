@@ -6,22 +6,22 @@
 #include <functional>
 #include <new>
 
+#include "core/block_storage.h"
 #include "platform/file.h"
-#include "platform/memory.h"
 #include "text/base64.h"
 
 namespace brennox {
 
 Ref<Block> Block::allocate(std::size_t size) {
-  char* const bytes = platform::allocateBlock(size);
-  if (bytes == nullptr) {
+  const BlockStorage storage = allocateStorage(size);
+  if (storage.bytes == nullptr) {
     throw std::bad_alloc();
   }
-  return Ref<Block>::adopt(new Block(bytes, size));
+  return Ref<Block>::adopt(new Block(storage.bytes, size, storage.capacity));
 }
 
 Block::~Block() {
-  platform::freeBlock(bytes_);
+  freeStorage({bytes_, capacity_});
 }
 
 Data::Data(const void* bytes, std::size_t length) {

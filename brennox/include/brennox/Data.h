@@ -14,8 +14,9 @@ namespace brennox {
 class String;
 
 // Storage of bytes that Data objects share. A block is written once by whoever allocated it, before
-// it is given to a Data, and never again. Blocks of 1 MiB and more are aligned and advised for huge
-// pages: page faults cost more than filling them.
+// it is given to a Data, and never again. Blocks of 1 MiB and more have pages of their own, aligned and
+// advised for huge pages, and a few that were given back are kept for the next block: page faults cost
+// more than filling them.
 class BRENNOX_EXPORT Block final : public Object {
  public:
   // Uninitialised storage of `size` bytes. Throws std::bad_alloc when there is none.
@@ -32,9 +33,11 @@ class BRENNOX_EXPORT Block final : public Object {
   ~Block() override;
 
  private:
-  Block(char* bytes, std::size_t size) noexcept : bytes_(bytes), size_(size) {}
+  Block(char* bytes, std::size_t size, std::size_t capacity) noexcept
+      : bytes_(bytes), size_(size), capacity_(capacity) {}
   char* bytes_;
   std::size_t size_;
+  std::size_t capacity_;
 };
 
 // Copies and slices are O(1): they share the block. The bytes are immutable, so a Data may be read
