@@ -1,28 +1,21 @@
 // Lists the folders of an IMAP account and the newest messages of one of them.
 //
-//   node examples/list-mailbox.js [folder]        IMAP_HOST, IMAP_USER and IMAP_PASSWORD in the environment;
-//                                                 IMAP_PORT, IMAP_CONNECTION (1 clear, 2 STARTTLS,
-//                                                 4 TLS) and IMAP_ANY_CERTIFICATE may be
+//   node examples/list-mailbox.js [folder]        the account is in the environment, see account.js
 'use strict';
 
 const { IMAPSession, MessageParser } = require('..');
 const { FolderFlag, MessageFlag, decodeFolderPath, encodeFolderPath } = require('../constants');
+const { withAccount } = require('./account.js');
 
 const kNewest = 20;
 
+/** @param {number} flags @param {{ [name: string]: number }} table */
 function namesOf(flags, table) {
   return Object.keys(table).filter((name) => table[name] !== 0 && (flags & table[name]) !== 0).join(' ');
 }
 
 function main() {
-  const session = new IMAPSession();
-  session.hostname = process.env.IMAP_HOST;
-  session.username = process.env.IMAP_USER;
-  session.password = process.env.IMAP_PASSWORD;
-  if (process.env.IMAP_PORT) session.port = Number(process.env.IMAP_PORT);
-  if (process.env.IMAP_CONNECTION) session.connectionType = Number(process.env.IMAP_CONNECTION);
-  if (process.env.IMAP_ANY_CERTIFICATE) session.checkCertificateEnabled = false;
-
+  const session = withAccount(new IMAPSession(), 'IMAP');
   const error = session.loginIfNeeded();
   if (error !== 0) throw new Error(`cannot log in: error ${error}`);
   try {
@@ -44,6 +37,7 @@ function main() {
   }
 }
 
+/** @param {import('..').Data} data */
 function subjectOf(data) {
   const parser = new MessageParser();
   parser.Import(data.bytes());

@@ -1,22 +1,12 @@
 'use strict';
 // Shows the newest message of an IMAP account's INBOX.
 //
-//   node examples/read.js HOST USER PASSWORD
+//   node examples/read.js      the account is in the environment, see account.js
 
 const { IMAPSession, MessageParser } = require('..');
-const { ConnectionType } = require('../constants');
+const { withAccount } = require('./account.js');
 
-const [hostname, username, password] = process.argv.slice(2);
-if (password === undefined) {
-  console.error('usage: node examples/read.js HOST USER PASSWORD');
-  process.exit(2);
-}
-
-const session = new IMAPSession();
-session.hostname = hostname;
-session.connectionType = ConnectionType.TLS;
-session.username = username;
-session.password = password;
+const session = withAccount(new IMAPSession(), 'IMAP');
 
 session.fetchMessagesByUIDAsync('INBOX', (error, messages) => {
   if (error) throw error;
@@ -27,8 +17,10 @@ session.fetchMessagesByUIDAsync('INBOX', (error, messages) => {
     return;
   }
   const parser = new MessageParser();
-  parser.Import(session.fetchMessageByUID('INBOX', newest.uid).bytes());
+  const raw = session.fetchMessageByUID('INBOX', newest.uid);
   session.disconnect();
+  if (raw === undefined) throw new Error('somebody else has just deleted the message');
+  parser.Import(raw.bytes());
 
   console.log(`From:    ${parser.header.from}`);
   console.log(`Date:    ${parser.header.date}`);

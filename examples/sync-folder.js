@@ -1,6 +1,6 @@
 // Keeps a folder of .eml files in step with an IMAP folder: what is new is fetched, what has gone is removed.
 //
-//   node examples/sync-folder.js <imap folder> <directory>      environment as in list-mailbox.js
+//   node examples/sync-folder.js <imap folder> <directory>      the account is in the environment, see account.js
 //
 // The directory's state.json remembers UIDVALIDITY and the modification sequence, so that a later run asks
 // only for what has changed since. Each file is named after its message's UID; flags.json holds the flags.
@@ -11,12 +11,13 @@ const path = require('node:path');
 
 const { IMAPSession } = require('..');
 const { encodeFolderPath } = require('../constants');
+const { withAccount } = require('./account.js');
 
 function readJson(file, otherwise) {
   try {
     return JSON.parse(fs.readFileSync(file, 'utf8'));
   } catch (error) {
-    if (error.code === 'ENOENT') return otherwise;
+    if (/** @type {NodeJS.ErrnoException} */ (error).code === 'ENOENT') return otherwise;
     throw error;
   }
 }
@@ -27,12 +28,19 @@ function writeWhole(file, bytes) {
   fs.renameSync(`${file}.part`, file);
 }
 
+/**
+ * The result of an asynchronous method as a promise.
+ * @template T
+ * @param {(callback: import('..').Callback<T>) => void} work
+ * @returns {Promise<T>}
+ */
 const called = (work) => new Promise((resolve, reject) => {
   work((error, value) => (error ? reject(error) : resolve(value)));
 });
 
+/** @param {string[]} words */
 async function main([folder, directory]) {
-  if (directory === undefined) throw new Error('usage: sync-folder.js <imap folder> <directory>');
+  if (folder === undefined || directory === undefined) throw new Error('usage: sync-folder.js <imap folder> <directory>');
   const wire = encodeFolderPath(folder);
   fs.mkdirSync(directory, { recursive: true });
   const stateFile = path.join(directory, 'state.json');
@@ -40,14 +48,7 @@ async function main([folder, directory]) {
   const fileOf = (uid) => path.join(directory, `${uid}.eml`);
   const uidsHere = () => fs.readdirSync(directory).map((name) => /^(\d+)\.eml$/.exec(name)?.[1]).filter(Boolean).map(Number);
 
-  const session = new IMAPSession();
-  session.hostname = process.env.IMAP_HOST;
-  session.username = process.env.IMAP_USER;
-  session.password = process.env.IMAP_PASSWORD;
-  if (process.env.IMAP_PORT) session.port = Number(process.env.IMAP_PORT);
-  if (process.env.IMAP_CONNECTION) session.connectionType = Number(process.env.IMAP_CONNECTION);
-  if (process.env.IMAP_ANY_CERTIFICATE) session.checkCertificateEnabled = false;
-
+  const session = withAccount(new IMAPSession(), 'IMAP');
   await called((callback) => session.loginIfNeededAsync(callback));
   try {
     // Read before the changes: one that comes in between is then told of again by the next run, not missed.
