@@ -1,7 +1,12 @@
-// The floor of an IMAP client: a bare socket, or bare OpenSSL, that sends the command and throws the answer
-// away; and bare libcurl for appends.
+// The floor of an IMAP client: a bare socket, or bare OpenSSL, that sends the command and throws
+// the answer away; and bare libcurl for appends.
 //   imap_floor fetch PORT USER PASSWORD TLS FOLDER COMMAND...   COMMAND is "UID FETCH 1:* (...)"
-//   imap_floor append PORT USER PASSWORD COUNT FILE URLPATH     a connection each, as the sessions do
+//   imap_floor keep  PORT USER PASSWORD TLS FOLDER COMMAND...   the same, and keeps the first
+//   literal of each
+//                                                               answer in a block of its own until
+//                                                               the end
+//   imap_floor append PORT USER PASSWORD COUNT FILE URLPATH     a connection each, as the sessions
+//   do
 // Prints the milliseconds of the commands alone.
 #include <arpa/inet.h>
 #include <curl/curl.h>
@@ -19,16 +24,18 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <vector>
 
 namespace {
 
 int g_socket = -1;
 SSL* g_tls = nullptr;
 char g_buffer[262144];
+std::vector<char*> g_kept;
 
 std::size_t readSome(char* out, std::size_t size) {
-  const long got = g_tls != nullptr ? SSL_read(g_tls, out, static_cast<int>(size))
-                                    : ::read(g_socket, out, size);
+  const long got =
+      g_tls != nullptr ? SSL_read(g_tls, out, static_cast<int>(size)) : ::read(g_socket, out, size);
   if (got <= 0) {
     std::exit(1);
   }
@@ -41,6 +48,33 @@ void sendAll(const std::string& text) {
   if (put != static_cast<long>(text.size())) {
     std::exit(1);
   }
+}
+
+// What a client does at least that hands the literal of an answer to somebody: memory of the right
+// size, and the bytes that are not in hand yet read straight into it.
+void keepLiteral() {
+  std::size_t got = 0;
+  const char* open = nullptr;
+  const char* end = nullptr;
+  while (end == nullptr) {
+    if (got == sizeof g_buffer) {
+      std::exit(1);
+    }
+    got += readSome(g_buffer + got, sizeof g_buffer - got);
+    open = static_cast<const char*>(std::memchr(g_buffer, '{', got));
+    end = open == nullptr ? nullptr
+                          : static_cast<const char*>(std::memchr(
+                                open, '\n', got - static_cast<std::size_t>(open - g_buffer)));
+  }
+  const std::size_t size = std::strtoul(open + 1, nullptr, 10);
+  const std::size_t head = static_cast<std::size_t>(end + 1 - g_buffer);
+  char* const kept = static_cast<char*>(std::malloc(size + 1));
+  std::size_t done = std::min(size, got - head);
+  std::memcpy(kept, g_buffer + head, done);
+  while (done < size) {
+    done += readSome(kept + done, size - done);
+  }
+  g_kept.push_back(kept);
 }
 
 // Throws everything away until a line "<tag> OK..." ends the bytes that have come.
@@ -62,10 +96,13 @@ void discardThrough(const std::string& tag) {
   }
 }
 
-void command(const std::string& text) {
+void command(const std::string& text, bool keep = false) {
   static int number = 0;
   const std::string tag = "f" + std::to_string(++number);
   sendAll(tag + " " + text + "\r\n");
+  if (keep) {
+    keepLiteral();
+  }
   discardThrough(tag);
 }
 
@@ -96,13 +133,13 @@ double since(std::chrono::steady_clock::time_point start) {
       .count();
 }
 
-int fetch(int argc, char** argv) {
+int fetch(int argc, char** argv, bool keep) {
   connectTo(std::atoi(argv[2]), std::atoi(argv[5]) != 0);
   command(std::string("LOGIN \"") + argv[3] + "\" \"" + argv[4] + "\"");
   command(std::string("SELECT ") + argv[6]);
   const auto start = std::chrono::steady_clock::now();
   for (int i = 7; i < argc; ++i) {
-    command(argv[i]);
+    command(argv[i], keep);
   }
   std::printf("%.3f\n", since(start));
   return 0;
@@ -149,8 +186,9 @@ int append(char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc >= 8 && std::strcmp(argv[1], "fetch") == 0) {
-    return fetch(argc, argv);
+  const bool keep = argc >= 8 && std::strcmp(argv[1], "keep") == 0;
+  if (keep || (argc >= 8 && std::strcmp(argv[1], "fetch") == 0)) {
+    return fetch(argc, argv, keep);
   }
   return argc == 8 && std::strcmp(argv[1], "append") == 0 ? append(argv) : 2;
 }
