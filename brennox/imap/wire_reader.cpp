@@ -106,6 +106,7 @@ bool readResponse(net::ByteStream& stream, net::LineReader& lines, const Respons
                   Response* response, const net::LineReader::Progress& progress) {
   response->clear();
   response->streamFrom = limits.streamFrom;
+  stream.expectAnew();
   std::string& text = response->text;
   if (!lines.line(&text, limits.text)) {
     return false;

@@ -20,6 +20,10 @@ class ByteStream {
   // Reads what is there without waiting; 0 may mean that there is nothing yet (no error then).
   virtual std::size_t readNow(char* /*out*/, std::size_t /*size*/) { return 0; }
 
+  // What is read from now on answers something new: a stream that watches how slowly bytes come
+  // starts counting again. Writing does the same.
+  virtual void expectAnew() {}
+
   // Writes all of it; false on failure.
   virtual bool write(std::string_view bytes) = 0;
 

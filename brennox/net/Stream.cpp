@@ -13,6 +13,10 @@ constexpr std::int64_t kDefaultTimeout = 30;
 constexpr std::int64_t kMaxTimeout = 24 * 60 * 60;
 // What a server may say before the first command, all lines together.
 constexpr std::size_t kMaxHeard = 64 * 1024;
+// A window is this many time-outs long, two minutes as a rule. What moves more slowly than this
+// through all of it is no connection that anybody can use.
+constexpr int kPaceTimeouts = 4;
+constexpr std::int64_t kBytesPerSecond = 64;
 // zlib counts in 32 bits.
 constexpr std::size_t kMaxCompressAtOnce = std::size_t{1} << 30;
 
@@ -40,6 +44,21 @@ std::string urlOf(const Endpoint& endpoint) {
 }
 
 }  // namespace
+
+bool Pace::keeps(std::size_t bytes, std::chrono::milliseconds timeout) {
+  const Clock::time_point now = Clock::now();
+  if (bytes_ == 0) {
+    start_ = now;
+  }
+  bytes_ += bytes;
+  const auto window = kPaceTimeouts * timeout;
+  if (now - start_ < window) {
+    return true;
+  }
+  const bool enough = bytes_ >= static_cast<std::uint64_t>(window.count() * kBytesPerSecond / 1000);
+  restart();
+  return enough;
+}
 
 // What curl calls while it connects.
 struct Stream::Callbacks {
@@ -184,6 +203,7 @@ ErrorCode Stream::open(const Endpoint& endpoint) {
   const std::int64_t seconds =
       endpoint.timeout <= 0 ? kDefaultTimeout : std::min(endpoint.timeout, kMaxTimeout);
   timeout_ = std::chrono::seconds(seconds);
+  readPace_.restart();
   if (isCancelled()) {
     return error_ = ErrorCancelled;
   }
@@ -279,7 +299,10 @@ std::size_t Stream::readRaw(char* out, std::size_t size) {
     std::size_t count = 0;
     const CURLcode code = cpcurl::easy_recv(handleOf(handle_), out, size, &count);
     if (code == CURLE_OK && count > 0) {
-      return count;
+      if (readPace_.keeps(count, timeout_)) {
+        return count;
+      }
+      break;
     }
     if (code != CURLE_AGAIN) {
       fail(isCancelled() ? ErrorCancelled : ErrorConnection);
@@ -294,6 +317,7 @@ std::size_t Stream::readRaw(char* out, std::size_t size) {
 bool Stream::writeRaw(std::string_view bytes) {
   const platform::BrokenPipeGuard quiet;
   Clock::time_point deadline = Clock::now() + timeout_;
+  Pace pace;
   while (error_ == ErrorNone && handle_ != nullptr) {
     if (bytes.empty()) {
       return true;
@@ -303,6 +327,9 @@ bool Stream::writeRaw(std::string_view bytes) {
     if (code == CURLE_OK && count > 0) {
       bytes.remove_prefix(count);
       deadline = Clock::now() + timeout_;
+      if (!pace.keeps(count, timeout_)) {
+        break;
+      }
       continue;
     }
     if (code != CURLE_AGAIN && code != CURLE_OK) {
@@ -366,6 +393,7 @@ std::size_t Stream::read(char* out, std::size_t size) {
 }
 
 bool Stream::write(std::string_view bytes) {
+  readPace_.restart();
   if (deflate_ == nullptr) {
     return writeRaw(bytes);
   }

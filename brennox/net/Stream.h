@@ -33,6 +33,22 @@ struct Endpoint {
   std::int64_t timeout = 0;
 };
 
+// Silence ends a wait, and so does a peer that keeps sending a byte now and then: through a window
+// of several time-outs it has to move a minimum of bytes.
+class Pace {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  void restart() noexcept { bytes_ = 0; }
+  // Counts bytes that have just moved; the window opens with the first of them. False when it is
+  // over and too few were in it.
+  bool keeps(std::size_t bytes, std::chrono::milliseconds timeout);
+
+ private:
+  Clock::time_point start_;
+  std::size_t bytes_ = 0;
+};
+
 // libcurl connects, reads the greeting, negotiates STARTTLS and asks for the capabilities; from
 // then on the bytes are ours. One thread uses a stream, any thread may cancel it.
 class Stream final : public ByteStream {
@@ -58,6 +74,7 @@ class Stream final : public ByteStream {
   std::size_t read(char* out, std::size_t size) override;
   std::size_t readNow(char* out, std::size_t size) override;
   bool write(std::string_view bytes) override;
+  void expectAnew() override { readPace_.restart(); }
 
   // For the rest of this connection; open() sets it anew.
   void setTimeout(std::chrono::milliseconds timeout) noexcept { timeout_ = timeout; }
@@ -89,6 +106,7 @@ class Stream final : public ByteStream {
   void* handle_ = nullptr;
   platform::Socket socket_{};
   std::chrono::milliseconds timeout_{};
+  Pace readPace_;
   bool encrypted_ = false;
   std::size_t heardBytes_ = 0;
   std::string greeting_;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <thread>
 
@@ -103,6 +104,61 @@ TEST(Stream, GivesUpOnSilenceAfterConnecting) {
   EXPECT_EQ(stream.error(), ErrorConnection);
   EXPECT_GE(std::chrono::steady_clock::now() - start, 900ms);
   EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
+}
+
+TEST(Stream, GivesUpOnAServerThatTrickles) {
+  std::atomic<bool> over{false};
+  ScriptedServer server([&over](ScriptedServer::Peer& peer) {
+    peer.greet("IMAP4rev1");
+    while (!over.load()) {
+      peer.send("x");
+      std::this_thread::sleep_for(40ms);
+    }
+  });
+  Stream stream;
+  ASSERT_EQ(stream.open(endpointOf(server)), ErrorNone);
+  stream.setTimeout(700ms);
+  std::size_t count = 0;
+  const auto start = std::chrono::steady_clock::now();
+  for (char byte = 0; stream.read(&byte, 1) == 1;) {
+    ++count;
+  }
+  over.store(true);
+  EXPECT_EQ(stream.error(), ErrorConnection);
+  // It was not silence that ended it, and the bytes in between did not put the end off.
+  EXPECT_GT(count, 10U);
+  EXPECT_LT(count, 180U);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, 2700ms);
+}
+
+TEST(Stream, BearsASlowServerThatGetsSomewhere) {
+  // Slow, but above the bound ...
+  ScriptedServer server([](ScriptedServer::Peer& peer) {
+    peer.greet("IMAP4rev1");
+    for (int i = 0; i < 30; ++i) {
+      peer.send("0123456789012345");
+      std::this_thread::sleep_for(50ms);
+    }
+    // ... and one that says little, but whole answers.
+    for (int i = 0; i < 30; ++i) {
+      peer.send("x");
+      std::this_thread::sleep_for(40ms);
+    }
+  });
+  Stream stream;
+  ASSERT_EQ(stream.open(endpointOf(server)), ErrorNone);
+  stream.setTimeout(700ms);
+  char bytes[16];
+  std::size_t total = 0;
+  while (total < 480) {
+    const std::size_t count = stream.read(bytes, sizeof bytes);
+    ASSERT_GT(count, 0U) << total;
+    total += count;
+  }
+  for (int i = 0; i < 30; ++i) {
+    stream.expectAnew();
+    ASSERT_EQ(stream.read(bytes, 1), 1U) << i;
+  }
 }
 
 TEST(Stream, BoundsWhatIsSaidWhileConnecting) {

@@ -51,7 +51,8 @@ class BRENNOX_EXPORT IMAPSession : public Object {
   virtual void setCheckCertificateEnabled(bool enabled);
   virtual bool isStrictGost();
   virtual void setStrictGost(bool strict);
-  // Seconds without progress before an operation fails with ErrorConnection.
+  // Seconds without progress before an operation fails with ErrorConnection. So does one whose
+  // answer has come in at less than 64 bytes a second through four times as many.
   virtual std::int64_t timeout();
   virtual void setTimeout(std::int64_t seconds);
 
