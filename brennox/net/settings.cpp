@@ -22,7 +22,9 @@ void Settings::fill(Credentials* credentials, Protocol protocol) {
   credentials->token = textOf(token_.get());
   credentials->service = protocol == Protocol::kImap ? "imap" : "pop";
   credentials->hostname = textOf(hostname_.get());
-  credentials->port = port_;
+  const bool tls = connectionType_ == ConnectionTypeTLS;
+  const unsigned int own = protocol == Protocol::kImap ? (tls ? 993U : 143U) : (tls ? 995U : 110U);
+  credentials->port = port_ != 0 ? port_ : own;
 }
 
 }  // namespace brennox::net
