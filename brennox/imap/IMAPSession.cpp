@@ -17,6 +17,7 @@
 #include "imap/TicketLock.h"
 #include "imap/commands.h"
 #include "imap/flag_names.h"
+#include "net/settings.h"
 #include "platform/socket.h"
 #include "text/ascii.h"
 #include "text/base64.h"
@@ -24,9 +25,6 @@
 
 namespace brennox {
 namespace {
-
-// Silence that ends an operation when a script does not choose otherwise.
-constexpr std::int64_t kDefaultTimeout = 30;
 
 std::string name(String* folder) {
   return imap::folderName(textOf(folder));
@@ -41,25 +39,17 @@ void report(ErrorCode* error, ErrorCode value) {
 }  // namespace
 
 struct IMAPSession::State {
-  // Serialises the operations. Guards `connection` and `namespaces`.
+  // Serialises the operations. Guards `connection`, `namespaces` and `exclusive`.
   imap::TicketLock operations;
+  // Whether the turn is an Exclusive's, within which operations follow one another.
+  bool exclusive = false;
   imap::Connection connection;
   imap::Namespaces namespaces;
 
-  // Guards what follows: the settings, which a script may change while an operation runs, and what
-  // other threads may ask about the session meanwhile.
-  std::mutex lock;
-  Ref<String> hostname;
-  Ref<String> username;
-  Ref<String> password;
-  Ref<String> token;
-  unsigned int port = 0;
-  AuthType authType = AuthTypeSASLNone;
-  ConnectionType connectionType = ConnectionTypeTLS;
-  bool checkCertificate = true;
-  bool strictGost = false;
-  std::int64_t timeout = kDefaultTimeout;
+  net::Settings settings;
 
+  // Guards what follows: what other threads may ask about the session while an operation runs.
+  std::mutex lock;
   bool running = false;
   bool connected = false;
   bool qresync = false;
@@ -72,11 +62,6 @@ struct IMAPSession::State {
   T get(const T& member) {
     const std::lock_guard<std::mutex> guard(lock);
     return member;
-  }
-  template <class T>
-  void set(T* member, T value) {
-    const std::lock_guard<std::mutex> guard(lock);
-    std::swap(*member, value);
   }
 
   void publish();
@@ -107,35 +92,14 @@ ErrorCode IMAPSession::State::connect() {
   if (connection.isOpen()) {
     return ErrorNone;
   }
-  net::Endpoint endpoint;
-  {
-    const std::lock_guard<std::mutex> guard(lock);
-    endpoint.protocol = net::Protocol::kImap;
-    endpoint.host = textOf(hostname.get());
-    endpoint.port = port;
-    endpoint.connectionType = connectionType;
-    endpoint.checkCertificate = checkCertificate;
-    endpoint.strictGost = strictGost;
-    endpoint.timeout = timeout;
-  }
   namespaces = imap::Namespaces();
-  return connection.open(endpoint);
+  return connection.open(settings.endpoint(net::Protocol::kImap));
 }
 
 ErrorCode IMAPSession::State::login() {
   net::Credentials credentials;
-  AuthType type = AuthTypeSASLNone;
-  {
-    const std::lock_guard<std::mutex> guard(lock);
-    credentials.username = textOf(username.get());
-    credentials.password = textOf(password.get());
-    credentials.token = textOf(token.get());
-    credentials.service = "imap";
-    credentials.hostname = textOf(hostname.get());
-    credentials.port = port != 0 ? port : connectionType == ConnectionTypeTLS ? 993 : 143;
-    type = authType;
-  }
-  return imap::logIn(connection, credentials, type);
+  settings.fill(&credentials, net::Protocol::kImap);
+  return imap::logIn(connection, credentials, settings.authType());
 }
 
 namespace {
@@ -148,18 +112,22 @@ enum class Needs { kNothing, kConnection, kLogin };
 class IMAPSession::Operation {
  public:
   Operation(State& state, Needs needs, ErrorCode* out) : state_(state), out_(out) {
-    if (!state.operations.lock()) {
+    const bool mine = state.operations.lock();
+    if (!mine && (!state.exclusive || state.get(state.running))) {
       // Called from within an operation of this session (a progress callback).
       error = ErrorInvalidArgument;
       return;
     }
     locked_ = true;
+    endsTurn_ = mine;
     begin(needs);
   }
 
   // Takes over a turn that was given already.
   struct Adopt {};
-  Operation(State& state, Adopt) : state_(state), locked_(true) { begin(Needs::kNothing); }
+  Operation(State& state, Adopt) : state_(state), locked_(true), endsTurn_(true) {
+    begin(Needs::kNothing);
+  }
 
   ~Operation() {
     if (!locked_) {
@@ -178,7 +146,9 @@ class IMAPSession::Operation {
       state_.running = false;
     }
     state_.connection.setProgress(nullptr);
-    state_.operations.unlock();
+    if (endsTurn_) {
+      state_.operations.unlock();
+    }
     report(out_, error);
   }
 
@@ -209,6 +179,7 @@ class IMAPSession::Operation {
   State& state_;
   ErrorCode* out_ = nullptr;
   bool locked_ = false;
+  bool endsTurn_ = false;
   int exceptions_ = std::uncaught_exceptions();
   platform::BrokenPipeGuard quiet_;
 };
@@ -216,65 +187,79 @@ class IMAPSession::Operation {
 IMAPSession::IMAPSession() : state_(std::make_unique<State>()) {}
 IMAPSession::~IMAPSession() = default;
 
+IMAPSession::Exclusive::Exclusive(IMAPSession* session)
+    : session_(session), outermost_(session->state_->operations.lock()) {
+  if (outermost_) {
+    session_->state_->exclusive = true;
+  }
+}
+
+IMAPSession::Exclusive::~Exclusive() {
+  if (outermost_) {
+    session_->state_->exclusive = false;
+    session_->state_->operations.unlock();
+  }
+}
+
 String* IMAPSession::hostname() {
-  return state_->get(state_->hostname).autoreleased();
+  return state_->settings.hostname();
 }
 void IMAPSession::setHostname(String* hostname) {
-  state_->set(&state_->hostname, Ref<String>(hostname));
+  state_->settings.setHostname(hostname);
 }
 unsigned int IMAPSession::port() {
-  return state_->get(state_->port);
+  return state_->settings.port();
 }
 void IMAPSession::setPort(unsigned int port) {
-  state_->set(&state_->port, port);
+  state_->settings.setPort(port);
 }
 String* IMAPSession::username() {
-  return state_->get(state_->username).autoreleased();
+  return state_->settings.username();
 }
 void IMAPSession::setUsername(String* username) {
-  state_->set(&state_->username, Ref<String>(username));
+  state_->settings.setUsername(username);
 }
 String* IMAPSession::password() {
-  return state_->get(state_->password).autoreleased();
+  return state_->settings.password();
 }
 void IMAPSession::setPassword(String* password) {
-  state_->set(&state_->password, Ref<String>(password));
+  state_->settings.setPassword(password);
 }
 String* IMAPSession::OAuth2Token() {
-  return state_->get(state_->token).autoreleased();
+  return state_->settings.token();
 }
 void IMAPSession::setOAuth2Token(String* token) {
-  state_->set(&state_->token, Ref<String>(token));
+  state_->settings.setToken(token);
 }
 AuthType IMAPSession::authType() {
-  return state_->get(state_->authType);
+  return state_->settings.authType();
 }
 void IMAPSession::setAuthType(AuthType type) {
-  state_->set(&state_->authType, type);
+  state_->settings.setAuthType(type);
 }
 ConnectionType IMAPSession::connectionType() {
-  return state_->get(state_->connectionType);
+  return state_->settings.connectionType();
 }
 void IMAPSession::setConnectionType(ConnectionType type) {
-  state_->set(&state_->connectionType, type);
+  state_->settings.setConnectionType(type);
 }
 bool IMAPSession::isCheckCertificateEnabled() {
-  return state_->get(state_->checkCertificate);
+  return state_->settings.checkCertificate();
 }
 void IMAPSession::setCheckCertificateEnabled(bool enabled) {
-  state_->set(&state_->checkCertificate, enabled);
+  state_->settings.setCheckCertificate(enabled);
 }
 bool IMAPSession::isStrictGost() {
-  return state_->get(state_->strictGost);
+  return state_->settings.strictGost();
 }
 void IMAPSession::setStrictGost(bool strict) {
-  state_->set(&state_->strictGost, strict);
+  state_->settings.setStrictGost(strict);
 }
 std::int64_t IMAPSession::timeout() {
-  return state_->get(state_->timeout);
+  return state_->settings.timeout();
 }
 void IMAPSession::setTimeout(std::int64_t seconds) {
-  state_->set(&state_->timeout, seconds);
+  state_->settings.setTimeout(seconds);
 }
 
 void IMAPSession::connectIfNeeded(ErrorCode* error) {

@@ -492,6 +492,10 @@ TEST(IMAPSession, TellsTheStateOfFolders) {
                           "[PERMANENTFLAGS (\\Seen \\*)] ok\r\n"),
               "SELECT A (CONDSTORE)");
     EXPECT_EQ(peer.answer("* 3 FETCH (UID 6)\r\n"), "FETCH 3 (UID)");
+    // The folder is selected by now, so its view is brought up to date first.
+    EXPECT_EQ(peer.answer("* 5 EXISTS\r\n"), "NOOP");
+    EXPECT_THAT(peer.answer("* STATUS A (MESSAGES 5)\r\n"), ::testing::StartsWith("STATUS A "));
+    EXPECT_THAT(peer.answer("* STATUS B (MESSAGES 1)\r\n"), ::testing::StartsWith("STATUS B "));
   });
   const AutoreleasePool pool;
   IMAPFolderStatus* const status = account.session->folderStatus(str("A"), &account.error);
@@ -508,6 +512,8 @@ TEST(IMAPSession, TellsTheStateOfFolders) {
   EXPECT_EQ(info->firstUnseenUid(), 6U);
   EXPECT_EQ(info->messageCount(), 4);
   EXPECT_TRUE(info->allowsNewPermanentFlags());
+  EXPECT_EQ(account.session->folderStatus(str("A"), &account.error)->messageCount(), 5U);
+  EXPECT_EQ(account.session->folderStatus(str("B"), &account.error)->messageCount(), 1U);
 }
 
 TEST(IMAPSession, LeavesAFolderBeforeItGoes) {
@@ -656,6 +662,42 @@ TEST(IMAPSession, QueuesOperationsOfSeveralThreads) {
   }
   EXPECT_EQ(good.load(), 160);
   EXPECT_EQ(account.server().connections(), 1);
+}
+
+TEST(IMAPSession, IsKeptToOneThreadForSeveralOperations) {
+  Account account("IMAP4rev1", [](Peer& peer) {
+    for (int uidNext = 10;; ++uidNext) {
+      const std::string command =
+          peer.answer("* 3 EXISTS\r\n* OK [UIDNEXT " + std::to_string(uidNext) + "] ok\r\n");
+      if (command.empty()) {
+        return;
+      }
+    }
+  });
+  std::vector<std::thread> threads;
+  std::atomic<int> torn{0};
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < 20; ++round) {
+        const AutoreleasePool pool;
+        const IMAPSession::Exclusive turn(account.session.get());
+        const IMAPSession::Exclusive again(account.session.get());
+        ErrorCode error = ErrorNone;
+        account.session->select(str("A"), &error);
+        const std::uint32_t first = account.session->uidNext();
+        std::this_thread::yield();
+        account.session->select(str("A"), &error);
+        torn += error != ErrorNone || account.session->uidNext() != first + 1 ? 1 : 0;
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(torn.load(), 0);
+  const AutoreleasePool pool;
+  account.session->select(str("A"), &account.error);
+  EXPECT_EQ(account.session->uidNext(), 10U + 160U);
 }
 
 TEST(IMAPSession, WaitsForAgreementToLiterals) {

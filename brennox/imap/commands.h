@@ -50,6 +50,9 @@ enum class View {
   kUpToDate,
 };
 
+// Brings the view of the folder up to date where it is selected.
+ErrorCode refresh(Connection& connection, const std::string& folder);
+
 // A folder that is about to be used. Selects it where it is not selected yet.
 class Selection {
  public:

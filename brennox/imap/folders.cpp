@@ -272,6 +272,11 @@ ErrorCode subscribeFolder(Connection& connection, const std::string& folder, boo
 
 ErrorCode folderStatus(Connection& connection, const std::string& folder,
                        IMAPFolderStatus* status) {
+  // Servers answer for the selected folder from the view that they show of it.
+  const ErrorCode refreshed = refresh(connection, folder);
+  if (refreshed != ErrorNone) {
+    return refreshed;
+  }
   CommandWriter command = connection.command();
   command.raw("STATUS").astring(folder).raw(" (MESSAGES RECENT UIDNEXT UIDVALIDITY UNSEEN");
   command.raw(connection.has(IMAPCapabilityCondstore) ? " HIGHESTMODSEQ)" : ")");

@@ -47,6 +47,14 @@ CommandWriter selectCommand(const Connection& connection, const std::string& fol
 
 }  // namespace
 
+ErrorCode refresh(Connection& connection, const std::string& folder) {
+  if (connection.selected() == nullptr || connection.selected()->name != folder) {
+    return ErrorNone;
+  }
+  const ErrorCode error = noop(connection);
+  return error == ErrorNoop ? ErrorNone : error;
+}
+
 Selection::Selection(Connection& connection, const std::string& folder, View view, bool ahead)
     : connection_(connection) {
   if (folder.empty()) {
@@ -54,10 +62,7 @@ Selection::Selection(Connection& connection, const std::string& folder, View vie
     return;
   }
   if (connection.selected() != nullptr && connection.selected()->name == folder) {
-    if (view == View::kUpToDate) {
-      const ErrorCode error = noop(connection);
-      error_ = error == ErrorNoop ? ErrorNone : error;
-    }
+    error_ = view == View::kUpToDate ? refresh(connection, folder) : ErrorNone;
     return;
   }
   const CommandWriter command = selectCommand(connection, folder);

@@ -105,6 +105,8 @@ CURLcode Append(brennox::IMAPSession& session, const std::string& folder, brenno
   cpcurl::easy_setopt(handle.get(), CURLOPT_SSL_VERIFYHOST,
                       session.isCheckCertificateEnabled() ? 1 : 0);
 
+  // Until the message is there nobody else selects a folder or takes the UID that it will get.
+  const brennox::IMAPSession::Exclusive turn(&session);
   *error = brennox::ErrorNone;
   session.selectIfNeeded(brennox::String::stringWithText(folder), error);
   if (*error != brennox::ErrorNone) {

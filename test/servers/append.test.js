@@ -49,10 +49,26 @@ test('append to Dovecot', { skip: reasonToSkip({ dovecot: true }) }, async (t) =
     session.disconnect();
   });
 
+  await t.test('twins of one session that are queued together, to two folders, each report their own UID', async () => {
+    const session = sessionTo(ports.imap);
+    assert.equal(session.createFolder('both'), 0);
+    const before = session.folderStatus('INBOX').uidNext;
+    const work = Array.from({ length: 12 }, (_, i) => (i % 3 === 0 ? 'both' : 'INBOX'));
+    const uids = await Promise.all(work.map((folder, i) => append(session, folder, mail(`together ${i}`))));
+    work.forEach((folder, i) => {
+      assert.match(Buffer.from(session.fetchMessageByUID(folder, uids[i]).bytes()).toString(), new RegExp(`Subject: together ${i}\r`), `${folder} ${uids[i]}`);
+    });
+    assert.deepEqual(uids.filter((_, i) => work[i] === 'both').sort((a, b) => a - b), [1, 2, 3, 4]);
+    assert.deepEqual(uids.filter((_, i) => work[i] === 'INBOX').sort((a, b) => a - b), Array.from({ length: 8 }, (_, i) => before + i));
+    assert.equal(session.deleteFolder('both'), 0);
+    session.disconnect();
+  });
+
   await t.test('a message of 20 MiB', async () => {
     const session = sessionTo(ports.imap);
     const message = mail('large', `${'x'.repeat(70)}\r\n`.repeat(291272));
-    assert.equal(await append(session, 'INBOX', message), 3);
+    const { uidNext } = session.folderStatus('INBOX');
+    assert.equal(await append(session, 'INBOX', message), uidNext);
     assert.ok(stored(servers, 'inbox').equals(Buffer.from(message)));
     session.disconnect();
   });
@@ -106,6 +122,8 @@ function imapServer(onAppend) {
     [/^(\S+) SELECT/, '* 0 EXISTS\r\n* OK [UIDVALIDITY 1] x\r\n* OK [UIDNEXT 7] x\r\n$1 OK done\r\n'],
     [/^(\S+) APPEND .*\{(\d+)\}/, onAppend],
     [/^(\S+) /, '$1 OK done\r\n'],
+    // The end of the line that the message was in.
+    [/^\r?\n?$/, ''],
   ] }];
 }
 

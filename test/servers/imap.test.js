@@ -27,12 +27,16 @@ function sessionFor(servers, user, settings = {}) {
 
 // Runs lines of Python with `m`, a logged-in imaplib client; gives what they store in `result`.
 function python(servers, user, lines, ...args) {
+  return pythonAt(servers.ports.imap, servers, user, lines, ...args);
+}
+
+function pythonAt(port, servers, user, lines, ...args) {
   const code = ['import imaplib, json, sys', 'imaplib._MAXLINE = 100000000',
     'port, user, password, args = json.loads(sys.stdin.read())',
     'm = imaplib.IMAP4("127.0.0.1", port)', 'm.login(user, password)', 'result = None', ...lines,
     'm.logout()', 'print(json.dumps(result))'].join('\n');
   const run = spawnSync('python3', ['-c', code], {
-    input: JSON.stringify([servers.ports.imap, user, servers.users[user], args]), encoding: 'utf8', maxBuffer: 1 << 28,
+    input: JSON.stringify([port, user, servers.users[user], args]), encoding: 'utf8', maxBuffer: 1 << 28,
   });
   assert.equal(run.status, 0, run.stderr);
   return JSON.parse(run.stdout);
@@ -243,6 +247,39 @@ test('IMAP on a real server', { skip: reasonToSkip({ dovecot: true, old: true, b
     session.disconnect();
   });
 
+  for (const [kind, port] of [['modern', ports.imap], ['old', ports.oldImap]]) {
+    await t.test(`the status of a folder that is selected is as it is now: a ${kind} server`, () => {
+      const user = 'carol@example.test';
+      const session = sessionFor(servers, user, { port });
+      const other = sessionFor(servers, user, { port });
+      const status = (which) => {
+        const { messageCount, unseenCount, uidNext, highestModSeqValue } = which.folderStatus('INBOX');
+        return { messageCount, unseenCount, uidNext, highestModSeqValue };
+      };
+      append(other, 'INBOX', mail('first'));
+      session.fetchMessagesByUID('INBOX');
+      assert.equal(status(session).messageCount, 1);
+      append(other, 'INBOX', mail('second'));
+      assert.deepEqual([status(session).messageCount, status(session).uidNext], [2, 3]);
+      append(session, 'INBOX', mail('third'));
+      assert.deepEqual([status(session).messageCount, status(session).uidNext], [3, 4], 'its own append');
+      const { unseenCount } = status(session);
+      assert.equal(other.storeFlagsByUID('INBOX', 2, kAdd, MessageFlag.Seen), 0);
+      assert.equal(other.storeFlagsByUID('INBOX', 2, kRemove, MessageFlag.Seen), 0);
+      assert.equal(status(session).unseenCount, unseenCount + 1);
+      assert.equal(other.storeFlagsByUID('INBOX', 1, kAdd, MessageFlag.Deleted), 0);
+      assert.equal(other.expunge('INBOX'), 0);
+      other.disconnect();
+      const fresh = sessionFor(servers, user, { port });
+      assert.deepEqual(status(session), status(fresh));
+      assert.equal(status(session).messageCount, 2);
+      for (const uid of [2, 3]) fresh.storeFlagsByUID('INBOX', uid, kAdd, MessageFlag.Deleted);
+      fresh.expunge('INBOX');
+      fresh.disconnect();
+      session.disconnect();
+    });
+  }
+
   await t.test('flags and keywords', () => {
     const session = sessionFor(servers, bob);
     const all = 511 & ~MessageFlag.Deleted;
@@ -291,6 +328,12 @@ test('IMAP on a real server', { skip: reasonToSkip({ dovecot: true, old: true, b
         .map((m) => /Subject: (.*)\r/.exec(session.fetchMessageByUID(name, m.uid).bytes().toString())[1]);
       assert.deepEqual(subjects(folder), ['m1', 'm3', 'm4', 'm5'], 'the deleted one is still there');
       assert.deepEqual(subjects(target), ['m2', 'm3', 'm3', 'm4']);
+      // The same, seen by somebody else: UID, subject and whether it is marked as deleted.
+      const seen = (name) => pythonAt(port, servers, user, ['m.select(args[0], readonly=True)',
+        'lines = m.uid("fetch", "1:*", "(FLAGS BODY.PEEK[HEADER.FIELDS (SUBJECT)])")[1]',
+        'import re', 'result = [[int(re.search(rb"UID (\\d+)", l[0]).group(1)), l[1].decode().split()[1], b"Deleted" in l[0]] for l in lines if isinstance(l, tuple)]'], name);
+      assert.deepEqual(seen(target), [[1, 'm2', false], [2, 'm3', false], [3, 'm3', false], [4, 'm4', false]]);
+      assert.deepEqual(seen(folder), [[1, 'm1', false], ...(old ? [[2, 'm2', true]] : []), [3, 'm3', false], [4, 'm4', false], [5, 'm5', true]]);
       assert.match(message(() => session.moveMessages(folder, 1, `${prefix}none`)), /^Unable to move messages. Error code: \d+$/);
       assert.notEqual(session.copyMessages(folder, `${prefix}none`, 1, 0), 0);
       assert.equal(session.expunge(folder), 0);
@@ -314,6 +357,12 @@ test('IMAP on a real server', { skip: reasonToSkip({ dovecot: true, old: true, b
     const second = session.syncMessagesByUID('INBOX', highestModSeqValue);
     assert.deepEqual(second.modifiedOrAddedMessages.map((m) => [m.uid, m.flags & MessageFlag.Flagged]), [[2, 4], [7, 0]]);
     assert.deepEqual(second.vanishedMessages, [3, 5]);
+    const other = python(servers, user, ['m.select("INBOX", readonly=True)',
+      'numbers = lambda *what: [int(n) for n in m.uid("search", None, *what)[1][0].split(b"(")[0].split()]',
+      'result = [numbers("MODSEQ", str(args[0] + 1)), numbers("ALL")]'], highestModSeqValue);
+    assert.deepEqual(second.modifiedOrAddedMessages.map((m) => m.uid), other[0]);
+    const left = first.modifiedOrAddedMessages.map((m) => m.uid).filter((uid) => !second.vanishedMessages.includes(uid));
+    assert.deepEqual([...new Set([...left, ...second.modifiedOrAddedMessages.map((m) => m.uid)])], other[1], 'what is kept in step is what is there');
     assert.deepEqual(session.syncMessagesByUID('INBOX', session.folderStatus('INBOX').highestModSeqValue).modifiedOrAddedMessages, []);
     assert.deepEqual(session.syncMessagesByUID('INBOX', highestModSeqValue, 7).modifiedOrAddedMessages.map((m) => m.uid), [7]);
     session.disconnect();

@@ -4,6 +4,7 @@
 #include <brennox/ErrorCode.h>
 #include <brennox/Flags.h>
 #include <brennox/Object.h>
+#include <brennox/Ref.h>
 
 #include <cstdint>
 #include <memory>
@@ -30,6 +31,20 @@ class BRENNOX_EXPORT IMAPSession : public Object {
  public:
   IMAPSession();
   ~IMAPSession() override;
+
+  // Keeps the session to this thread for as long as it lives, for work that is more than one
+  // operation. Those of other threads wait.
+  class BRENNOX_EXPORT Exclusive {
+   public:
+    explicit Exclusive(IMAPSession* session);
+    ~Exclusive();
+    Exclusive(const Exclusive&) = delete;
+    Exclusive& operator=(const Exclusive&) = delete;
+
+   private:
+    Ref<IMAPSession> session_;
+    bool outermost_;
+  };
 
   // Settings. Strings are null unless set.
   virtual String* hostname();
