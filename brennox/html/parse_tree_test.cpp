@@ -7,6 +7,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "core/fixtures_for_test.h"
 #include "html/escape.h"
 #include "html/vectors_for_test.h"
 #include "text/ascii.h"
@@ -101,7 +102,7 @@ TEST(ParseTree, BuildsTheTreesOfTheStandard) {
   std::size_t beside = 0;
   std::vector<std::filesystem::path> files;
   for (const auto& entry :
-       std::filesystem::directory_iterator(std::string(BRENNOX_FIXTURES) + "/render/html5lib")) {
+       std::filesystem::directory_iterator(fixturePath("render/html5lib"))) {
     // All is parsed in no-quirks mode here.
     if (entry.path().extension() == ".dat" && entry.path().stem() != "quirks01") {
       files.push_back(entry.path());

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "core/fixtures_for_test.h"
+
 namespace brennox::html {
 
 struct Vector {
@@ -15,7 +17,7 @@ struct Vector {
 };
 
 inline std::string fileForTest(const std::string& name) {
-  std::ifstream file(std::string(BRENNOX_FIXTURES) + "/render/" + name, std::ios::binary);
+  std::ifstream file(fixturePath("render/" + name), std::ios::binary);
   std::stringstream content;
   content << file.rdbuf();
   return content.str();

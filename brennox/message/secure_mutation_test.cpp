@@ -10,6 +10,7 @@
 #include <random>
 #include <sstream>
 
+#include "core/fixtures_for_test.h"
 #include "crypto/der.h"
 #include "crypto/store_for_tests.h"
 #include "message/secure.h"
@@ -170,7 +171,7 @@ class Mutator {
 
 // The CMS message in one of the fixtures.
 std::string cmsIn(const std::string& name) {
-  const std::string mail = readFile(BRENNOX_FIXTURES "/smime/" + name);
+  const std::string mail = readFile(fixturePath("smime/" + name));
   const std::size_t signature = mail.find("pkcs7-signature;");
   const std::size_t from =
       mail.find("smime.p7s") != std::string::npos && signature != std::string::npos
@@ -183,7 +184,7 @@ std::string cmsIn(const std::string& name) {
 }
 
 void addKeys(TemporaryStore& store, const std::vector<std::string>& names) {
-  const std::string folder = BRENNOX_FIXTURES "/smime/keys/";
+  const std::string folder = fixturePath("smime/keys/");
   for (const std::string& name : names) {
     store.add("my/" + name + ".crt", readFile(folder + name + ".crt"));
     store.add("my/" + name + ".key", readFile(folder + name + ".key"));

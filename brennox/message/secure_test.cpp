@@ -12,6 +12,7 @@
 #include <sstream>
 #include <vector>
 
+#include "core/fixtures_for_test.h"
 #include "crypto/encrypt.h"
 #include "crypto/people_for_tests.h"
 #include "crypto/sign.h"
@@ -100,7 +101,7 @@ void checkCases(const std::string& folder) {
 }
 
 TEST(Layers, OfCollectedMails) {
-  checkCases(BRENNOX_FIXTURES "/smime");
+  checkCases(fixturePath("smime"));
 }
 
 // The same for a folder of more mails with a list of the same form.

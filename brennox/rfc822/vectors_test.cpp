@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "core/fixtures_for_test.h"
 #include "rfc822/address_list.h"
 #include "rfc822/date.h"
 #include "rfc822/header_fields.h"
@@ -20,7 +21,7 @@ namespace {
 using Json = nlohmann::json;
 
 Json rows(const std::string& kind) {
-  std::ifstream file(BRENNOX_FIXTURES "/vectors/stalwart-" + kind + ".json");
+  std::ifstream file(fixturePath("vectors/stalwart-" + kind + ".json"));
   EXPECT_TRUE(file.is_open()) << kind;
   return Json::parse(file);
 }
