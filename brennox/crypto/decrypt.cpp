@@ -27,6 +27,10 @@ constexpr int kKuznyechikSection = 256 * 1024;
 constexpr int kMagmaSection = 8 * 1024;
 // Own certificates may share a name and number; each attempt costs a private-key operation.
 constexpr std::size_t kMaxAttempts = 16;
+// Octets of the code that authenticates content (RFC 5084 section 3.2). OpenSSL compares as many as
+// there are.
+constexpr std::size_t kMinAuthenticationCode = 12;
+constexpr std::size_t kMaxAuthenticationCode = 16;
 
 enum class CipherFamily { kModern, kLegacy, kGost28147, kKuznyechik, kMagma };
 
@@ -138,6 +142,11 @@ class Opening {
     cipher_ = findCipher(outline_.algorithm.oid, outline_.isAuthenticated);
     if (cipher_ == nullptr) {
       return DecryptStatus::kUnsupportedAlgorithm;
+    }
+    const std::size_t code = outline_.authenticationCode.size();
+    if (cipher_->isAuthenticated &&
+        (code < kMinAuthenticationCode || code > kMaxAuthenticationCode)) {
+      return DecryptStatus::kMalformed;
     }
     if (isGostCipher(cipher_->family)) {
       if (!areGostParametersSound(gostCipherOf(cipher_->family), outline_.algorithm.parameters)) {

@@ -156,6 +156,22 @@ std::string encryptedWhole(const Person& person, const EVP_CIPHER* cipher,
   return std::string(bytes, static_cast<std::size_t>(length));
 }
 
+// A message like the one that `outline` is of, with other recipients or another end.
+std::string madeLike(const EnvelopedOutline& outline, std::string_view recipients,
+                     std::string_view trailer) {
+  const std::string_view oid = outline.isAuthenticated
+                                   ? "\x2A\x86\x48\x86\xF7\x0D\x01\x09\x10\x01\x17"
+                                   : "\x2A\x86\x48\x86\xF7\x0D\x01\x07\x03";
+  std::string body(outline.version);
+  body += derWrap(kDerSet, recipients);
+  body +=
+      derWrap(kDerSequence, std::string(outline.contentType) + std::string(outline.algorithmValue) +
+                                derWrap(derContext(0, false), outline.content[0]));
+  body += trailer;
+  return derWrap(kDerSequence, derWrap(kDerObjectIdentifier, oid) +
+                                   derWrap(derContext(0, true), derWrap(kDerSequence, body)));
+}
+
 TEST(Decryption, ReadsTheCiphersOfOthersInPiecesAndWhole) {
   const std::string content = contentOfLength(100'000);
   const Person& person = testing::person(Kind::kRsa);
@@ -215,6 +231,43 @@ TEST(Decryption, GivesNothingOfContentThatWasTamperedWith) {
   EXPECT_TRUE(isRefused(testing::person(Kind::kGost512), "magma-ctr-acpkm-omac"));
 }
 
+// With few octets of the code left, one of a few hundred guesses would be right.
+TEST(Decryption, RefusesAShortenedAuthenticationCode) {
+  const Person& person = testing::person(Kind::kRsa);
+  const std::string cms = encryptedWhole(person, EVP_aes_128_gcm(), "secret");
+  EnvelopedOutline outline;
+  ASSERT_TRUE(readEnveloped(cms, outline));
+  const std::string code(outline.authenticationCode);
+  ASSERT_EQ(code.size(), 16U);
+  const auto statusWith = [&](const std::string& trailer) {
+    return decrypted(madeLike(outline, outline.recipients[0].whole, trailer), person).status;
+  };
+  EXPECT_EQ(statusWith(derWrap(kDerOctetString, code)), DecryptStatus::kOpened);
+  for (std::size_t length = 0; length < 12; ++length) {
+    EXPECT_EQ(statusWith(derWrap(kDerOctetString, code.substr(0, length))),
+              DecryptStatus::kMalformed)
+        << length;
+  }
+  EXPECT_EQ(statusWith(derWrap(kDerOctetString, code + "x")), DecryptStatus::kMalformed);
+  EXPECT_EQ(statusWith(""), DecryptStatus::kMalformed);
+}
+
+TEST(Decryption, RefusesContentWhoseAuthenticationCodeWasTakenAway) {
+  for (const char* const name : {"kuznyechik-ctr-acpkm-omac", "magma-ctr-acpkm-omac"}) {
+    const Person& person = testing::person(Kind::kGost256);
+    const std::string cms = encryptedWhole(person, EVP_get_cipherbyname(name), "secret");
+    EnvelopedOutline outline;
+    ASSERT_TRUE(readEnveloped(cms, outline));
+    ASSERT_FALSE(outline.trailer.empty());
+    for (const std::string& trailer : {std::string(), derWrap(derContext(1, true), "")}) {
+      const std::string stripped = madeLike(outline, outline.recipients[0].whole, trailer);
+      const DecryptResult result = decrypted(stripped, person);
+      EXPECT_EQ(result.status, DecryptStatus::kFailed) << name;
+      EXPECT_FALSE(result.content) << name;
+    }
+  }
+}
+
 TEST(Decryption, TellsWhyItCannot) {
   const Person& person = testing::person(Kind::kRsa);
   const std::string cms = encrypted("secret", {&person});
@@ -264,16 +317,8 @@ TEST(Decryption, GoesOnToTheNextRecipientThatFits) {
   ASSERT_TRUE(readEnveloped(other, otherOutline));
 
   for (const std::string& first : {wrong, std::string(otherOutline.recipients[0].whole)}) {
-    const std::string recipients =
-        derWrap(kDerSet, first + std::string(outline.recipients[0].whole));
-    const std::string content = derWrap(
-        kDerSequence, std::string(outline.contentType) + std::string(outline.algorithmValue) +
-                          derWrap(derContext(0, false), outline.content[0]));
-    const std::string both = derWrap(
-        kDerSequence,
-        derWrap(kDerObjectIdentifier, "\x2A\x86\x48\x86\xF7\x0D\x01\x07\x03") +
-            derWrap(derContext(0, true),
-                    derWrap(kDerSequence, std::string(outline.version) + recipients + content)));
+    const std::string both =
+        madeLike(outline, first + std::string(outline.recipients[0].whole), outline.trailer);
     const DecryptResult result = decrypted(both, person);
     ASSERT_EQ(result.status, DecryptStatus::kOpened);
     EXPECT_EQ(result.content->view(), "secret");

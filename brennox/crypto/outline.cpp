@@ -39,6 +39,21 @@ bool openContentInfo(std::string_view cms, std::string_view& type, std::string_v
   return true;
 }
 
+// By the object identifier that stands at the start of `contentInfo`.
+ContentType kindOf(std::string_view contentInfo) {
+  const std::optional<DerValue> oid = DerReader(contentInfo).next(kDerObjectIdentifier);
+  if (!oid || !isDerObjectIdentifier(oid->content)) {
+    return ContentType::kMalformed;
+  }
+  if (oid->content == kSignedOid) {
+    return ContentType::kSigned;
+  }
+  if (oid->content == kEnvelopedOid) {
+    return ContentType::kEnveloped;
+  }
+  return oid->content == kAuthEnvelopedOid ? ContentType::kAuthEnveloped : ContentType::kOther;
+}
+
 std::string closeContentInfo(std::string_view oid, std::string_view body) {
   return derWrap(kDerSequence, derWrap(kDerObjectIdentifier, oid) +
                                    derWrap(derContext(0, true), derWrap(kDerSequence, body)));
@@ -154,18 +169,21 @@ bool readAlgorithm(std::string_view value, Algorithm& algorithm) {
 }
 
 ContentType contentTypeOf(std::string_view cms) {
-  std::string_view type;
-  std::string_view body;
-  if (!openContentInfo(cms, type, body)) {
+  const std::optional<DerValue> info = DerReader(cms).next(kDerSequence);
+  return info ? kindOf(info->content) : ContentType::kMalformed;
+}
+
+ContentType announcedTypeOf(std::string_view cms) {
+  constexpr std::size_t kMaxLengthOctets = 8;
+  if (cms.size() < 2 || static_cast<unsigned char>(cms[0]) != kDerSequence) {
     return ContentType::kMalformed;
   }
-  if (type == kSignedOid) {
-    return ContentType::kSigned;
+  const auto length = static_cast<unsigned char>(cms[1]);
+  const std::size_t octets = length > 0x80 ? length & 0x7FU : 0;
+  if (octets > kMaxLengthOctets || cms.size() - 2 < octets) {
+    return ContentType::kMalformed;
   }
-  if (type == kEnvelopedOid) {
-    return ContentType::kEnveloped;
-  }
-  return type == kAuthEnvelopedOid ? ContentType::kAuthEnveloped : ContentType::kOther;
+  return kindOf(cms.substr(2 + octets));
 }
 
 // SignedData ::= SEQUENCE { version, digestAlgorithms SET, encapContentInfo, certificates [0]
@@ -262,6 +280,8 @@ bool readEnveloped(std::string_view cms, EnvelopedOutline& outline) {
     }
     if (outline.isAuthenticated && value->tag == derContext(1, true)) {
       outline.authAttributes = value->whole;
+    } else if (outline.isAuthenticated && value->tag == kDerOctetString) {
+      outline.authenticationCode = value->content;
     }
   }
   return true;

@@ -24,6 +24,8 @@ enum class ContentType {
 
 // What kind of message `cms` is. Reads a few octets.
 ContentType contentTypeOf(std::string_view cms);
+// What kind of message the first octets announce, whether the rest is there or not.
+ContentType announcedTypeOf(std::string_view cms);
 
 // An AlgorithmIdentifier.
 struct Algorithm {
@@ -68,6 +70,7 @@ struct EnvelopedOutline {
   Algorithm algorithm;
   std::vector<std::string_view> content;  // pieces of the ciphertext, in order
   std::string_view authAttributes;        // whole, empty when absent
+  std::string_view authenticationCode;    // of an authenticated message, else empty
   std::string_view trailer;  // what follows the content: attributes, authentication code
 };
 

@@ -7,6 +7,7 @@
 namespace brennox::crypto {
 namespace {
 
+using namespace std::string_literals;
 using namespace std::string_view_literals;
 using testing::encrypted;
 using testing::Kind;
@@ -39,6 +40,20 @@ TEST(Outline, TellsKindsOfMessagesApart) {
             ContentType::kAuthEnveloped);
   EXPECT_EQ(contentTypeOf(message("\x2A\x86\x48\x86\xF7\x0D\x01\x09\x10\x01\x09"sv, "")),
             ContentType::kOther);
+}
+
+TEST(Outline, TellsWhatTheFirstOctetsAnnounce) {
+  const std::string cms = signedMessage(signer());
+  for (std::size_t length = 0; length <= cms.size(); ++length) {
+    const std::string_view start = std::string_view(cms).substr(0, length);
+    EXPECT_EQ(announcedTypeOf(start), length < 13 ? ContentType::kMalformed : ContentType::kSigned)
+        << length;
+  }
+  EXPECT_EQ(announcedTypeOf("\x30\x80"s + cms.substr(2)), ContentType::kSigned);
+  EXPECT_EQ(announcedTypeOf("\x30\x84\x7f\xff\xff\xff"s + cms.substr(2)), ContentType::kSigned);
+  EXPECT_EQ(announcedTypeOf("\x30\xff"s + cms.substr(2)), ContentType::kMalformed);
+  EXPECT_EQ(announcedTypeOf("\x30\x0b"s + std::string(kData)), ContentType::kOther);
+  EXPECT_EQ(contentTypeOf("\x30\x0b"s + std::string(kData)), ContentType::kOther);
 }
 
 TEST(Outline, BoundsTheNumberOfSigners) {

@@ -19,13 +19,13 @@ void require(bool condition, const char* what) {
   }
 }
 
-KeyHandle makeKey(Kind kind) {
+KeyHandle makeKey(Kind kind, const CertificateWish& wish) {
   isGostAvailable();
   if (kind == Kind::kRsa) {
-    return KeyHandle(EVP_RSA_gen(2048));
+    return KeyHandle(EVP_RSA_gen(wish.rsaBits));
   }
   if (kind == Kind::kEc) {
-    return KeyHandle(EVP_EC_gen("P-256"));
+    return KeyHandle(EVP_EC_gen(wish.curve));
   }
   using Context = std::unique_ptr<EVP_PKEY_CTX, OpenSslDeleter<&EVP_PKEY_CTX_free>>;
   const int id = kind == Kind::kRsaPss    ? EVP_PKEY_RSA_PSS
@@ -63,7 +63,7 @@ std::string textOf(BIO* bio) {
 }  // namespace
 
 Person::Person(Kind kind, const CertificateWish& wish, const Person* issuer)
-    : kind_(kind), key_(makeKey(kind)), certificate_(X509_new()) {
+    : kind_(kind), key_(makeKey(kind, wish)), certificate_(X509_new()) {
   static long serial = 1000;
   X509* const certificate = certificate_.get();
   X509_set_version(certificate, X509_VERSION_3);

@@ -25,6 +25,9 @@ struct CertificateWish {
   long notBefore = -3600;
   long notAfter = 365L * 24 * 3600;
   std::string signingDigest = "SHA256";
+  // Of the key, by its kind.
+  unsigned rsaBits = 2048;
+  const char* curve = "P-256";
 };
 
 class Person {

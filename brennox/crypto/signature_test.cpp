@@ -17,7 +17,7 @@ constexpr std::string_view kContent = "Content-Type: text/plain\r\n\r\nSigned.\r
 VerifySettings settings(KeyUsagePolicy policy = KeyUsagePolicy::kNone, std::string author = "") {
   VerifySettings result;
   result.policy = policy;
-  result.author = std::move(author);
+  result.authors = {std::move(author)};
   result.now = testing::now();
   return result;
 }
@@ -199,6 +199,64 @@ TEST(Signature, ByACertificateThatAnEndEntityIssuedIsNotGood) {
   const Person leaf(Kind::kEc, wish, &testing::person(Kind::kEc));
   const std::string made = sign({kContent}, leaf.signer({&testing::person(Kind::kEc)}));
   EXPECT_FALSE(verifyDetached(made, {kContent}, testing::trustingAll(), settings()).isGood);
+}
+
+// A certificate that somebody else could have been given instead, or whose key somebody else could
+// compute.
+TEST(Signature, NeedsAChainOfStrongLinks) {
+  const auto isGood = [](Kind kind, const CertificateWish& wish, const CertificateWish& link) {
+    const Person intermediate(Kind::kEc, link, &testing::authority(Kind::kEc));
+    const Person signer(kind, wish, &intermediate);
+    return verifyDetached(sign({kContent}, signer.signer({&intermediate})), {kContent},
+                          testing::trustingAll(), settings())
+        .isGood;
+  };
+  CertificateWish link;
+  link.name = "Link";
+  link.isAuthority = true;
+  CertificateWish wish;
+  wish.name = "Signer";
+  EXPECT_TRUE(isGood(Kind::kEc, wish, link));
+  CertificateWish collidable = link;
+  collidable.signingDigest = "SHA1";
+  EXPECT_FALSE(isGood(Kind::kEc, wish, collidable));
+  for (const char* const digest : {"MD5", "SHA1", "SHA224"}) {
+    collidable = wish;
+    collidable.signingDigest = digest;
+    const Person signer(Kind::kEc, collidable, &testing::authority(Kind::kRsa));
+    EXPECT_EQ(verifyDetached(sign({kContent}, signer.signer()), {kContent}, testing::trustingAll(),
+                             settings())
+                  .isGood,
+              digest == std::string_view("SHA224"));
+  }
+  CertificateWish weak = wish;
+  weak.rsaBits = 1024;
+  EXPECT_TRUE(isGood(Kind::kRsa, weak, link));
+  weak.rsaBits = 1016;
+  EXPECT_FALSE(isGood(Kind::kRsa, weak, link));
+  weak.curve = "secp160r1";
+  EXPECT_TRUE(isGood(Kind::kEc, weak, link));
+  weak.curve = "secp128r1";
+  EXPECT_FALSE(isGood(Kind::kEc, weak, link));
+}
+
+// Which of several authors a reader shows is not known here.
+TEST(Signature, IsHeldToAllAuthorsByTheStrictPolicy) {
+  const Person& person = testing::person(Kind::kEc);
+  const std::string made = sign({kContent}, person.signer());
+  const std::string own = "person2@example.org";
+  const auto isGood = [&](std::vector<std::string> authors) {
+    VerifySettings strict = settings(KeyUsagePolicy::kStrict);
+    strict.authors = std::move(authors);
+    return verifyDetached(made, {kContent}, testing::trustingAll(), strict).isGood;
+  };
+  EXPECT_TRUE(isGood({own}));
+  EXPECT_TRUE(isGood({own, own}));
+  EXPECT_FALSE(isGood({own, "other@example.org"}));
+  EXPECT_FALSE(isGood({"other@example.org", own}));
+  EXPECT_FALSE(isGood({}));
+  EXPECT_TRUE(isGood(std::vector<std::string>(100, own)));
+  EXPECT_FALSE(isGood(std::vector<std::string>(101, own)));
 }
 
 TEST(Signature, FindsLinksInTheMessageOrInTheStore) {

@@ -17,8 +17,12 @@ namespace {
 // believed.
 constexpr std::time_t kClockSkew = 5 * 60;
 constexpr int kMaxChain = 16;
-// Bits; below this a key can be computed.
+// Below this a key can be computed: bits of RSA, and of strength of the others (an elliptic curve
+// has half as many as its points).
 constexpr int kMinRsaBits = 1024;
+constexpr int kMinStrength = 80;
+// More authors than this are not held against a certificate: it is none of theirs.
+constexpr std::size_t kMaxAuthors = 100;
 // OpenSSL takes lengths as int.
 constexpr std::size_t kMaxWrite = std::size_t{1} << 30;
 
@@ -252,8 +256,19 @@ class Verification {
     const bool isCredible = signedAt && *signedAt <= settings_.now + kClockSkew;
     return hasChain(certificate, isCredible ? *signedAt : settings_.now) &&
            isAllowed(certificate, Use::kSign, settings_.policy) &&
-           (settings_.policy != KeyUsagePolicy::kStrict ||
-            isIssuedFor(certificate, settings_.author));
+           (settings_.policy != KeyUsagePolicy::kStrict || isOfAllAuthors(certificate));
+  }
+
+  bool isOfAllAuthors(X509* certificate) const {
+    const std::vector<std::string>& authors = settings_.authors;
+    const std::vector<std::string> addresses = addressesOf(certificate);
+    const auto isCertified = [&](const std::string& author) {
+      return std::any_of(addresses.begin(), addresses.end(), [&](const std::string& address) {
+        return isSameMailbox(address, author);
+      });
+    };
+    return !authors.empty() && authors.size() <= kMaxAuthors &&
+           std::all_of(authors.begin(), authors.end(), isCertified);
   }
 
   bool hasChain(X509* certificate, std::time_t at) const {
@@ -290,23 +305,37 @@ class Verification {
   }
 
   // The certificates below the anchor must be signed with a digest that nobody can make collide at
-  // will, and their keys must be of a size that nobody can break.
+  // will, and all keys must be of a size that nobody can break.
   static bool isStrong(STACK_OF(X509) * chain) {
     for (int i = 0; i < sk_X509_num(chain); ++i) {
       X509* const certificate = sk_X509_value(chain, i);
-      int digest = NID_undef;
-      int key = NID_undef;
       const bool isAnchor = i + 1 == sk_X509_num(chain);
-      if (!isAnchor && OBJ_find_sigid_algs(X509_get_signature_nid(certificate), &digest, &key) &&
-          (digest == NID_md5 || digest == NID_md4 || digest == NID_md2)) {
-        return false;
-      }
-      if (keyKindOf(certificate) == KeyKind::kRsa &&
-          EVP_PKEY_get_bits(X509_get0_pubkey(certificate)) < kMinRsaBits) {
+      if ((!isAnchor && !hasTrustedDigest(certificate)) || hasWeakKey(certificate)) {
         return false;
       }
     }
     return true;
+  }
+
+  static bool hasTrustedDigest(X509* certificate) {
+    int digest = NID_undef;
+    X509_get_signature_info(certificate, &digest, nullptr, nullptr, nullptr);
+    // Some signatures (Ed25519) have a digest of their own inside.
+    return digest == NID_undef || isDigestTrusted(oidText(OBJ_nid2obj(digest)));
+  }
+
+  static bool hasWeakKey(X509* certificate) {
+    EVP_PKEY* const key = X509_get0_pubkey(certificate);
+    switch (keyKindOf(certificate)) {
+      case KeyKind::kRsa:
+      case KeyKind::kRsaPss:
+        return EVP_PKEY_get_bits(key) < kMinRsaBits;
+      case KeyKind::kEc:
+      case KeyKind::kDsa:
+        return EVP_PKEY_get_security_bits(key) < kMinStrength;
+      default:
+        return false;
+    }
   }
 
   const SignedOutline& outline_;

@@ -23,8 +23,8 @@ struct Trust {
 
 struct VerifySettings {
   KeyUsagePolicy policy = KeyUsagePolicy::kNone;
-  // The mailbox of the author, which the strict policy holds against the certificate.
-  std::string author;
+  // The mailboxes of the authors; the strict policy wants all of them in the certificate.
+  std::vector<std::string> authors;
   // Seconds since 1970; a signature without a (credible) time of its own is judged at this one.
   std::time_t now = 0;
 };

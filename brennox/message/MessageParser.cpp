@@ -1,5 +1,4 @@
 // Joins the reading side of mime, the renderings and S/MIME into one object per message.
-#include <brennox/Address.h>
 #include <brennox/Array.h>
 #include <brennox/Attachment.h>
 #include <brennox/AutoreleasePool.h>
@@ -12,6 +11,8 @@
 #include "mime/MimePart.h"
 #include "mime/classify.h"
 #include "mime/filename.h"
+#include "rfc822/address_list.h"
+#include "rfc822/header_fields.h"
 
 namespace brennox {
 namespace {
@@ -76,6 +77,22 @@ Ref<Array> arrayOf(const std::vector<AbstractPart*>& parts) {
   return array;
 }
 
+std::vector<std::string> authorsOf(std::string_view header) {
+  std::vector<rfc822::Mailbox> mailboxes;
+  rfc822::FieldScanner scanner(header);
+  rfc822::HeaderField field;
+  while (scanner.next(field)) {
+    if (field.id == rfc822::FieldId::kFrom) {
+      rfc822::parseAddressList(field.value, {}, rfc822::EncodedWords::kKeep, mailboxes);
+    }
+  }
+  std::vector<std::string> authors;
+  for (rfc822::Mailbox& mailbox : mailboxes) {
+    authors.push_back(std::move(mailbox.address));
+  }
+  return authors;
+}
+
 }  // namespace
 
 struct MessageParser::State {
@@ -102,10 +119,7 @@ struct MessageParser::State {
     message::SecureSettings settings;
     settings.doNotDecrypt = doNotDecrypt;
     settings.keyUsagePolicy = textOf(keyUsagePolicy.get());
-    const Ref<MessageHeader> outer = message->messageHeader();
-    if (Address* const author = outer->from()) {
-      settings.author = textOf(author->mailbox());
-    }
+    settings.authors = authorsOf(message->rawHeader());
     secure = message::openLayers(message->source(), settings);
     // What is shown is what was signed and nothing beside it.
     if (secure.content) {

@@ -12,6 +12,7 @@
 #include "crypto/store.h"
 #include "crypto/verify.h"
 #include "mime/entity.h"
+#include "rfc822/parameters.h"
 #include "text/ascii.h"
 #include "text/base64.h"
 #include "text/quoted_printable.h"
@@ -39,6 +40,10 @@ bool isSignatureType(const mime::MediaTypeView& type) {
   return text::equalsIgnoringCase(type.type, "application") &&
          (text::equalsIgnoringCase(type.subtype, "pkcs7-signature") ||
           text::equalsIgnoringCase(type.subtype, "x-pkcs7-signature"));
+}
+
+std::string parameterOf(const mime::Entity& entity, std::string_view name) {
+  return std::string(rfc822::parseParameterized(entity.contentType).get(name));
 }
 
 bool isMultipartSigned(const mime::Entity& entity) {
@@ -74,11 +79,26 @@ Ref<Block> decodeBase64(std::string_view encoded) {
   return block;
 }
 
+std::string_view withoutBlanksInFront(std::string_view text) {
+  return text.substr(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+}
+
+// What stands between the lines of PEM; all of a text that is none.
+std::string_view insidePem(std::string_view text) {
+  const std::string_view trimmed = withoutBlanksInFront(text);
+  const std::size_t line = trimmed.find('\n');
+  if (!trimmed.starts_with("-----BEGIN ") || line == std::string_view::npos) {
+    return text;
+  }
+  const std::string_view rest = trimmed.substr(line + 1);
+  return rest.substr(0, rest.find("-----"));
+}
+
 // The bytes of a CMS message out of an entity's body, in a block that nobody else has.
 Ref<Block> decodeCms(std::string_view body, std::string_view encoding) {
   switch (mime::transferEncodingOf(encoding)) {
     case mime::TransferEncoding::Base64:
-      return decodeBase64(body);
+      return decodeBase64(insidePem(body));
     case mime::TransferEncoding::QuotedPrintable: {
       Ref<Block> block = Block::allocate(body.size());
       block->truncate(text::quotedPrintableDecode(body, block->bytes()));
@@ -88,8 +108,9 @@ Ref<Block> decodeCms(std::string_view body, std::string_view encoding) {
       break;
   }
   // Some gateways lose the field that names the encoding.
-  if (crypto::contentTypeOf(body) == crypto::ContentType::kMalformed && body.starts_with("MI")) {
-    return decodeBase64(body);
+  const std::string_view text = withoutBlanksInFront(insidePem(body));
+  if (crypto::contentTypeOf(body) == crypto::ContentType::kMalformed && text.starts_with("MI")) {
+    return decodeBase64(text);
   }
   return copyOf(body);
 }
@@ -129,7 +150,7 @@ class Layers {
   Layers(mime::Source* message, const SecureSettings& settings)
       : settings_(settings), current_(message) {
     verify_.policy = crypto::policyNamed(settings.keyUsagePolicy);
-    verify_.author = settings.author;
+    verify_.authors = settings.authors;
     verify_.now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
   }
 
@@ -174,7 +195,7 @@ class Layers {
                                            ? nullptr
                                            : &entities[first->nextSibling];
     const bool isOurs =
-        contains(root.contentType, "pkcs7-signature") ||
+        isSignatureType(mime::mediaTypeOf(parameterOf(root, "protocol"))) ||
         (second != nullptr && isSignatureType(mime::mediaTypeOf(second->contentType)));
     if (!isOurs) {
       return false;
@@ -220,17 +241,37 @@ class Layers {
       case crypto::ContentType::kMalformed:
         break;
     }
-    if (!isDeclared) {
-      return false;
-    }
-    if (contains(root.contentType, "signed-data")) {
-      addSignature({});
-    } else if (!contains(root.contentType, "certs-only") &&
-               !contains(root.contentType, "compressed-data")) {
-      addEncryption(settings_.doNotDecrypt ? crypto::DecryptStatus::kSwitchedOff
-                                           : crypto::DecryptStatus::kMalformed);
+    if (isDeclared) {
+      addUnreadable(crypto::announcedTypeOf({cms->bytes(), cms->size()}),
+                    parameterOf(root, "smime-type"));
     }
     return false;
+  }
+
+  // A message in pieces: its first octets or its label tell what it was.
+  void addUnreadable(crypto::ContentType announced, std::string_view label) {
+    switch (announced) {
+      case crypto::ContentType::kSigned:
+        addSignature({});
+        return;
+      case crypto::ContentType::kOther:
+        return;
+      case crypto::ContentType::kEnveloped:
+      case crypto::ContentType::kAuthEnveloped:
+        break;
+      case crypto::ContentType::kMalformed:
+        if (text::equalsIgnoringCase(label, "signed-data")) {
+          addSignature({});
+          return;
+        }
+        if (text::equalsIgnoringCase(label, "certs-only") ||
+            text::equalsIgnoringCase(label, "compressed-data")) {
+          return;
+        }
+        break;
+    }
+    addEncryption(settings_.doNotDecrypt ? crypto::DecryptStatus::kSwitchedOff
+                                         : crypto::DecryptStatus::kMalformed);
   }
 
   bool takeOffOpaque(Ref<Block> cms, bool isWithinLimit) {

@@ -10,6 +10,7 @@
 #include <ctime>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "mime/MimePart.h"
 
@@ -18,7 +19,8 @@ namespace brennox::message {
 struct SecureSettings {
   bool doNotDecrypt = false;
   std::string keyUsagePolicy;  // "": none
-  std::string author;          // the mailbox of From
+  // The mailboxes of all From fields. Which of several a reader shows is a matter of taste.
+  std::vector<std::string> authors;
 };
 
 struct SecureResult {

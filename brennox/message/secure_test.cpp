@@ -125,6 +125,96 @@ TEST(Layers, LeaveASignatureThatIsNoneBesideItsText) {
   EXPECT_FALSE(result.content);
 }
 
+std::string opaqueCms() {
+  const Person& person = crypto::testing::person(Kind::kEc);
+  constexpr std::string_view kText = "Content-Type: text/plain\r\n\r\nText.\r\n";
+  const crypto::CmsHandle cms(CMS_sign(
+      person.certificate(), person.key(), nullptr,
+      crypto::BioHandle(BIO_new_mem_buf(kText.data(), static_cast<int>(kText.size()))).get(),
+      CMS_BINARY));
+  const crypto::BioHandle out(BIO_new(BIO_s_mem()));
+  i2d_CMS_bio(out.get(), cms.get());
+  char* bytes = nullptr;
+  const long length = BIO_get_mem_data(out.get(), &bytes);
+  return std::string(bytes, static_cast<std::size_t>(length));
+}
+
+std::string base64Lines(std::string_view bytes) {
+  std::string lines(text::base64EncodedLinesLength(bytes.size()), '\0');
+  text::base64EncodeLines(bytes, lines.data());
+  return lines;
+}
+
+// However gateways and programs have put it into the mail.
+TEST(Layers, AreFoundInEveryEncoding) {
+  const AutoreleasePool pool;
+  TemporaryStore store;
+  store.add("trusted/ca.crt", crypto::testing::authority(Kind::kEc).certificatePem());
+  const std::string cms = opaqueCms();
+  const std::string base64 = base64Lines(cms);
+  const std::string pem = "-----BEGIN CMS-----\r\n" + base64 + "\r\n-----END CMS-----\r\n";
+  const std::string rows[] = {
+      "Content-Transfer-Encoding: base64\r\n\r\n" + base64,
+      "Content-Transfer-Encoding: binary\r\n\r\n" + cms,
+      "\r\n" + cms,
+      "\r\n" + base64,
+      "\r\n\r\n  " + base64,
+      "Content-Transfer-Encoding: 7bit\r\n\r\n" + base64,
+      "Content-Transfer-Encoding: 7bit\r\n\r\n" + pem,
+      "Content-Transfer-Encoding: base64\r\n\r\n" + pem,
+      "Content-Transfer-Encoding: base64\r\n\r\n\r\n" + pem + "-- \r\nThe list's footer.\r\n",
+  };
+  for (const std::string& row : rows) {
+    const std::string mail = "Content-Type: application/pkcs7-mime; name=smime.p7m\r\n" + row;
+    const SecureResult result = openLayers(sourceOf(mail).get(), {});
+    EXPECT_TRUE(result.isVerified) << row.substr(0, 100);
+    EXPECT_FALSE(result.isEncrypted);
+    ASSERT_TRUE(result.content);
+    EXPECT_NE(result.content->bytes().find("Text."), std::string_view::npos);
+  }
+}
+
+// A message cut short is what it was.
+TEST(Layers, ThatAreCutShortCountAsWhatTheyWere) {
+  const AutoreleasePool pool;
+  TemporaryStore store;
+  const auto resultOf = [](std::string_view label, std::string cms) {
+    cms.resize(cms.size() / 2);
+    return openLayers(sourceOf("Content-Type: application/pkcs7-mime; " + std::string(label) +
+                               "\r\nContent-Transfer-Encoding: base64\r\n\r\n" + base64Lines(cms))
+                          .get(),
+                      {});
+  };
+  const std::string encrypted =
+      crypto::testing::encrypted("secret", {&crypto::testing::person(Kind::kRsa)});
+  for (const char* const label :
+       {"name=smime.p7m", "smime-type=signed-data", "smime-type=enveloped-data"}) {
+    const SecureResult cutSignature = resultOf(label, opaqueCms());
+    EXPECT_TRUE(cutSignature.isSigned) << label;
+    EXPECT_FALSE(cutSignature.isVerified) << label;
+    EXPECT_FALSE(cutSignature.isEncrypted) << label;
+    EXPECT_FALSE(cutSignature.content) << label;
+    const SecureResult cutEnvelope = resultOf(label, encrypted);
+    EXPECT_FALSE(cutEnvelope.isSigned) << label;
+    EXPECT_TRUE(cutEnvelope.isEncrypted) << label;
+    EXPECT_EQ(cutEnvelope.decryptMessage, "The encrypted data is malformed") << label;
+  }
+  const SecureResult nothing = resultOf("smime-type=signed-data", "nothing at all");
+  EXPECT_TRUE(nothing.isSigned);
+  EXPECT_FALSE(nothing.isEncrypted);
+  EXPECT_TRUE(resultOf("name=smime.p7m", "nothing at all").isEncrypted);
+  EXPECT_FALSE(resultOf("smime-type=certs-only", "nothing at all").isEncrypted);
+}
+
+TEST(Layers, OfAnotherProtocolAreNone) {
+  const AutoreleasePool pool;
+  const std::string mail =
+      "Content-Type: multipart/signed; protocol=\"application/pgp-signature\"; "
+      "boundary=pkcs7-signature\r\n\r\n--pkcs7-signature\r\n\r\nText.\r\n--pkcs7-signature\r\n"
+      "Content-Type: application/pgp-signature\r\n\r\nx\r\n--pkcs7-signature--\r\n";
+  EXPECT_FALSE(openLayers(sourceOf(mail).get(), {}).isSigned);
+}
+
 Ref<MessageBuilder> builder() {
   Ref<MessageBuilder> result = make<MessageBuilder>();
   const Ref<MessageHeader> header = make<MessageHeader>();

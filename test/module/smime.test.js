@@ -281,6 +281,28 @@ test('keyUsagePolicy of the parser: the strictest holds From against the certifi
   assert.equal(verdict('boss@example.org', 'kupEmail'), true);
 });
 
+test('keyUsagePolicy of the parser: the strictest wants every author in the certificate', () => {
+  ownStore();
+  const b = builder();
+  b.SetSignerCert(both('alice'));
+  const mail = Buffer.from(b.data).toString('latin1');
+  const verdict = (from) => {
+    const changed = mail.replace(/^From: .*$/m, () => from.join('\r\n'));
+    const results = ['kupNone', 'kupStrict'].map((keyUsagePolicy) => parse(Buffer.from(changed, 'latin1'), { keyUsagePolicy }).verifyResult);
+    assert.equal(results[0], true);
+    return results[1];
+  };
+  assert.equal(verdict(['From: alice@example.org']), true);
+  assert.equal(verdict(['From: Alice <alice@example.org>, ALICE@example.org']), true);
+  for (const from of [
+    ['From: "alice@example.org" <eve@example.org>'], ['From: alice@example.org <eve@example.org>'], ['From: eve@example.org (alice@example.org)'],
+    ['From: =?utf-8?q?alice=40example.org?= <eve@example.org>'], ['From: alice@example.org, eve@example.org'],
+    ['From: eve@example.org, alice@example.org'], ['From: alice@example.org', 'From: eve@example.org'],
+    ['From: eve@example.org', 'From: alice@example.org'], ['From: eve@example.org', 'Sender: alice@example.org'],
+    ['From: alice@example.org\0@example.net'], ['From:'], ['Sender: alice@example.org'],
+  ]) assert.equal(verdict(from), false, from.join());
+});
+
 test('keyUsagePolicy of the builder: a violation fails the build', () => {
   ownStore();
   const build = (policy, signer, recipient, from = 'signonly@example.org') => {
