@@ -47,6 +47,12 @@ class Cursor {
     return {start, static_cast<std::size_t>(p_ - start)};
   }
 
+  std::string_view takeUntil(const text::CharacterSet& ends) noexcept {
+    const std::string_view taken = rest().substr(0, ends.runBefore(rest()));
+    p_ += taken.size();
+    return taken;
+  }
+
   void skipWhiteSpace() noexcept {
     while (p_ != end_ && text::isSpace(*p_)) {
       ++p_;

@@ -1,5 +1,7 @@
 #include "rfc822/header_fields.h"
 
+#include <array>
+
 #include "text/ascii.h"
 
 namespace brennox::rfc822 {
@@ -10,29 +12,45 @@ struct NamedField {
   FieldId id;
 };
 
-constexpr NamedField kFields[] = {
-    {"message-id", FieldId::kMessageID},
-    {"in-reply-to", FieldId::kInReplyTo},
-    {"references", FieldId::kReferences},
-    {"date", FieldId::kDate},
-    {"received", FieldId::kReceived},
-    {"sender", FieldId::kSender},
-    {"from", FieldId::kFrom},
+// In order of length: a name is compared with those of its own length alone.
+constexpr std::array<NamedField, 21> kFields = {{
     {"to", FieldId::kTo},
     {"cc", FieldId::kCc},
     {"bcc", FieldId::kBcc},
-    {"reply-to", FieldId::kReplyTo},
+    {"from", FieldId::kFrom},
+    {"date", FieldId::kDate},
+    {"sender", FieldId::kSender},
     {"subject", FieldId::kSubject},
-    {"user-agent", FieldId::kUserAgent},
+    {"received", FieldId::kReceived},
+    {"reply-to", FieldId::kReplyTo},
     {"x-mailer", FieldId::kXMailer},
+    {"message-id", FieldId::kMessageID},
+    {"references", FieldId::kReferences},
+    {"user-agent", FieldId::kUserAgent},
+    {"content-id", FieldId::kContentID},
+    {"in-reply-to", FieldId::kInReplyTo},
     {"mime-version", FieldId::kMimeVersion},
     {"content-type", FieldId::kContentType},
-    {"content-transfer-encoding", FieldId::kContentTransferEncoding},
-    {"content-disposition", FieldId::kContentDisposition},
-    {"content-id", FieldId::kContentID},
     {"content-location", FieldId::kContentLocation},
+    {"content-disposition", FieldId::kContentDisposition},
     {"content-description", FieldId::kContentDescription},
-};
+    {"content-transfer-encoding", FieldId::kContentTransferEncoding},
+}};
+
+constexpr std::size_t kLongestName = kFields.back().name.size();
+
+// Where the names of each length start, up to one beyond the longest.
+constexpr auto kFirstOfLength = [] {
+  std::array<std::uint8_t, kLongestName + 2> first{};
+  for (std::size_t length = 0; length < first.size(); ++length) {
+    while (first[length] < kFields.size() && kFields[first[length]].name.size() < length) {
+      ++first[length];
+    }
+  }
+  return first;
+}();
+
+constexpr text::CharacterSet kEndsName = text::CharacterSet(" :").withControls();
 
 // How far a header is searched for its next field when lines come that are none. A body that begins
 // without an empty line in front of it must not lose its first lines to the header.
@@ -69,14 +87,7 @@ char lineEndOf(std::string_view bytes) {
 // The length of a field's name at the start of a line, 0 if the line begins no field. RFC 5322
 // section 4.5 allows white space before the colon.
 std::size_t nameLength(std::string_view line) {
-  std::size_t length = 0;
-  while (length < line.size()) {
-    const auto byte = static_cast<unsigned char>(line[length]);
-    if (byte <= ' ' || byte == ':' || byte == 0x7F) {
-      break;
-    }
-    ++length;
-  }
+  const std::size_t length = kEndsName.runBefore(line);
   std::size_t colon = length;
   while (colon < line.size() && text::isBlank(line[colon])) {
     ++colon;
@@ -87,10 +98,12 @@ std::size_t nameLength(std::string_view line) {
 }  // namespace
 
 FieldId fieldId(std::string_view name) {
-  for (const NamedField& field : kFields) {
-    if (field.name.size() == name.size() && text::toLower(name.front()) == field.name.front() &&
-        text::equalsIgnoringCase(name, field.name)) {
-      return field.id;
+  if (name.size() > kLongestName) {
+    return FieldId::kOther;
+  }
+  for (std::size_t i = kFirstOfLength[name.size()]; i < kFirstOfLength[name.size() + 1]; ++i) {
+    if (text::equalsIgnoringCase(name, kFields[i].name)) {
+      return kFields[i].id;
     }
   }
   return FieldId::kOther;

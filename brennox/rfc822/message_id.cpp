@@ -1,6 +1,5 @@
 #include "rfc822/message_id.h"
 
-
 #include "core/unique_token.h"
 #include "text/ascii.h"
 #include "text/charset.h"
@@ -11,6 +10,8 @@ namespace {
 
 // More references than any reader follows.
 constexpr std::size_t kMaxIDs = 4096;
+
+constexpr text::CharacterSet kBrackets("<>");
 
 // The text of an identifier: without line ends and the white space around them.
 std::string unfolded(std::string_view raw) {
@@ -74,7 +75,7 @@ void parseMessageIDs(std::string_view raw, std::vector<std::string>& out) {
   }
   while (open != std::string_view::npos && out.size() < kMaxIDs) {
     // One that does not close ends where the next one begins.
-    std::size_t end = raw.find_first_of("<>", open + 1);
+    std::size_t end = kBrackets.findIn(raw, open + 1);
     if (end == std::string_view::npos) {
       end = raw.size();
     }

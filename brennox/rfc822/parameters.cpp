@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 #include "rfc822/cursor.h"
 #include "text/ascii.h"
@@ -13,7 +14,15 @@ namespace {
 
 // Continuations count; whatever comes beyond is not looked at.
 constexpr std::size_t kMaxParameters = 8192;
+// Room for them is made at once.
+constexpr std::size_t kUsualParameters = 4;
 constexpr std::size_t kMaxLine = 78;
+
+constexpr text::CharacterSet kEndsPiece(" \t\r\n;(");
+constexpr text::CharacterSet kEndsName(" \t\r\n;=\"(");
+constexpr text::CharacterSet kEndsBareValue(" \t\r\n;");
+constexpr text::CharacterSet kInQuotes("\\\"");
+constexpr text::CharacterSet kNotInValue("\\\r\n");
 
 // One parameter as it stands: with its number and mark of RFC 2231 taken off the name.
 struct Segment {
@@ -45,9 +54,7 @@ class ParameterParser {
     in_.skipWhiteSpaceAndComments();
     const Cursor::Checkpoint start = in_.checkpoint();
     while (!in_.atEnd() && in_.peek() != ';') {
-      const std::string_view piece =
-          in_.takeWhile([](char c) { return !text::isSpace(c) && c != ';' && c != '('; });
-      value += text::lowered(piece);
+      text::appendLowered(in_.takeUntil(kEndsPiece), value);
       in_.skipWhiteSpaceAndComments();
       if (in_.peek() != '/' && (value.empty() || value.back() != '/')) {
         break;
@@ -64,13 +71,13 @@ class ParameterParser {
 
   std::vector<Segment> segments() {
     std::vector<Segment> segments;
+    segments.reserve(kUsualParameters);
     while (!in_.atEnd() && segments.size() < kMaxParameters) {
       in_.skipWhiteSpaceAndComments();
       if (in_.take(';') || in_.take('"')) {
         continue;
       }
-      const std::string_view name = in_.takeWhile(
-          [](char c) { return !text::isSpace(c) && c != ';' && c != '=' && c != '"' && c != '('; });
+      const std::string_view name = in_.takeUntil(kEndsName);
       in_.skipWhiteSpaceAndComments();
       if (!in_.take('=')) {
         continue;
@@ -117,10 +124,9 @@ class ParameterParser {
   // The closing quote's distance from the cursor, which stands on the opening one.
   std::size_t closingQuote() {
     const std::string_view rest = in_.rest();
-    for (std::size_t i = 1; !noMoreQuotes_ && i < rest.size(); ++i) {
-      if (rest[i] == '\\') {
-        ++i;
-      } else if (rest[i] == '"') {
+    std::size_t i = noMoreQuotes_ ? rest.size() : kInQuotes.findIn(rest, 1);
+    for (; i < rest.size(); i = kInQuotes.findIn(rest, i + 2)) {
+      if (rest[i] == '"') {
         return i;
       }
     }
@@ -151,6 +157,12 @@ class ParameterParser {
   // name's.
   static void appendUnquoted(std::string_view text, std::string& value) {
     for (std::size_t i = 0; i < text.size(); ++i) {
+      const std::size_t run = kNotInValue.runBefore(text.substr(i));
+      value.append(text.substr(i, run));
+      i += run;
+      if (i == text.size()) {
+        return;
+      }
       if (text[i] == '\\' && i + 1 < text.size() && (text[i + 1] == '"' || text[i + 1] == '\\')) {
         ++i;
       }
@@ -162,7 +174,7 @@ class ParameterParser {
 
   void bareValue(std::string_view name, std::string& value) {
     for (;;) {
-      value += in_.takeWhile([](char c) { return !text::isSpace(c) && c != ';'; });
+      value += in_.takeUntil(kEndsBareValue);
       const Cursor::Checkpoint end = in_.checkpoint();
       in_.skipWhiteSpace();
       if (in_.atEnd() || in_.peek() == ';' || in_.peek() == '(' || !mayHaveBlanks(name)) {
@@ -247,9 +259,13 @@ Parameter joined(const std::vector<const Segment*>& segments, std::string_view r
 }
 
 // A value that is text and nothing more. Blanks at its ends may be meant.
-Parameter plain(const Segment& segment, std::string_view rawCharset) {
+Parameter plain(Segment segment, std::string_view rawCharset) {
   Parameter parameter;
-  parameter.name = segment.name;
+  parameter.name = std::move(segment.name);
+  if (!text::needsEncodedWords(segment.value)) {
+    parameter.value = std::move(segment.value);
+    return parameter;
+  }
   text::appendDecodedWords(segment.value, rawCharset, parameter.value);
   cleanControls(parameter.value);
   return parameter;
@@ -261,8 +277,9 @@ std::vector<Parameter> joinAll(std::vector<Segment> segments, std::string_view r
     return segment.extended || segment.section >= 0;
   });
   if (simple) {
-    for (const Segment& segment : segments) {
-      parameters.push_back(plain(segment, rawCharset));
+    parameters.reserve(segments.size());
+    for (Segment& segment : segments) {
+      parameters.push_back(plain(std::move(segment), rawCharset));
     }
     return parameters;
   }

@@ -1,6 +1,7 @@
 // ASCII classes and case folding that no locale can change.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -35,6 +36,44 @@ constexpr int hexValue(char c) noexcept {
   return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
+// A set of characters, for loops that scan text: one look-up a character.
+class CharacterSet {
+ public:
+  constexpr explicit CharacterSet(std::string_view characters) noexcept {
+    for (const char c : characters) {
+      has_[static_cast<unsigned char>(c)] = true;
+    }
+  }
+  // The same with all control characters (C0 and DEL).
+  constexpr CharacterSet withControls() const noexcept {
+    CharacterSet result = *this;
+    for (std::size_t i = 0; i < ' '; ++i) {
+      result.has_[i] = true;
+    }
+    result.has_[0x7F] = true;
+    return result;
+  }
+  constexpr bool has(char c) const noexcept { return has_[static_cast<unsigned char>(c)]; }
+
+  // Where the first character of the set stands in `text`, from `start` on; npos without one.
+  constexpr std::size_t findIn(std::string_view text, std::size_t start = 0) const noexcept {
+    for (std::size_t i = start; i < text.size(); ++i) {
+      if (has(text[i])) {
+        return i;
+      }
+    }
+    return std::string_view::npos;
+  }
+  // The length of the run at the start of `text` that has none of them.
+  constexpr std::size_t runBefore(std::string_view text) const noexcept {
+    const std::size_t found = findIn(text);
+    return found == std::string_view::npos ? text.size() : found;
+  }
+
+ private:
+  std::array<bool, 256> has_{};
+};
+
 constexpr bool equalsIgnoringCase(std::string_view a, std::string_view b) noexcept {
   if (a.size() != b.size()) {
     return false;
@@ -49,6 +88,12 @@ constexpr bool equalsIgnoringCase(std::string_view a, std::string_view b) noexce
 
 constexpr bool startsWithIgnoringCase(std::string_view text, std::string_view prefix) noexcept {
   return text.size() >= prefix.size() && equalsIgnoringCase(text.substr(0, prefix.size()), prefix);
+}
+
+inline void appendLowered(std::string_view text, std::string& out) {
+  for (const char c : text) {
+    out += toLower(c);
+  }
 }
 
 inline std::string lowered(std::string_view text) {

@@ -56,10 +56,11 @@ void cleanControls(std::string& out, std::size_t from) {
 
 // White space with a line end in it becomes one blank.
 void appendUnfolded(std::string_view text, std::string& out) {
+  constexpr CharacterSet kLineEnds("\r\n");
   const auto* const data = text.data();
   std::size_t start = 0;
   while (start < text.size()) {
-    std::size_t at = text.find_first_of("\r\n", start);
+    std::size_t at = kLineEnds.findIn(text, start);
     if (at == std::string_view::npos) {
       out.append(data + start, text.size() - start);
       return;
@@ -363,15 +364,27 @@ class Decoder {
   std::string carry_;
 };
 
-// True for values that are their own text: most are.
-bool isPlain(std::string_view raw) {
+// What it takes to decode a value.
+enum class Effort {
+  kNone,    // it is its own text: most are
+  kUnfold,  // ASCII without encoded-words
+  kDecode,
+};
+
+Effort effortFor(std::string_view raw) {
+  // All bytes, without a way out of the loop: the compiler then looks at many at a time.
+  unsigned int spaces = 0;
+  unsigned int others = 0;
   for (const char c : raw) {
     const auto byte = static_cast<unsigned char>(c);
-    if (byte < ' ' || byte >= 0x7F) {
-      return false;
-    }
+    const bool space = c == '\t' || c == '\r' || c == '\n';
+    spaces |= space ? 1 : 0;
+    others |= (byte < ' ' && !space) || byte >= 0x7F ? 1 : 0;
   }
-  return raw.find("=?") == std::string_view::npos;
+  if (others != 0 || raw.find("=?") != std::string_view::npos) {
+    return Effort::kDecode;
+  }
+  return spaces == 0 ? Effort::kNone : Effort::kUnfold;
 }
 
 std::string trimmedCopy(std::string text) {
@@ -419,11 +432,16 @@ void fold(std::size_t& column, std::string& out) {
 }  // namespace
 
 void appendDecodedWords(std::string_view raw, std::string_view rawCharset, std::string& out) {
-  if (isPlain(raw)) {
-    out += raw;
-    return;
+  switch (effortFor(raw)) {
+    case Effort::kNone:
+      out += raw;
+      return;
+    case Effort::kUnfold:
+      appendUnfolded(raw, out);
+      return;
+    case Effort::kDecode:
+      Decoder(raw, rawCharset, out).decode();
   }
-  Decoder(raw, rawCharset, out).decode();
 }
 
 std::string decodeWords(std::string_view raw, std::string_view rawCharset) {
@@ -435,13 +453,16 @@ std::string decodeWords(std::string_view raw, std::string_view rawCharset) {
 
 std::string decodeRawText(std::string_view raw, std::string_view rawCharset) {
   raw = trimmed(raw);
+  if (effortFor(raw) == Effort::kNone) {
+    return std::string(raw);
+  }
   std::string out;
   Decoder(raw, rawCharset, out).appendPlain(raw);
   return trimmedCopy(std::move(out));
 }
 
 bool needsEncodedWords(std::string_view text) {
-  return !isPlain(text);
+  return effortFor(text) != Effort::kNone;
 }
 
 void appendEncodedWords(std::string_view utf8, std::size_t& column, std::string& out) {
