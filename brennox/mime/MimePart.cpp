@@ -147,18 +147,9 @@ Source::Source(Ref<Data> data, unsigned int depth)
 
 Source::Source(Ref<Data> data, std::vector<Entity> entities)
     : data_(std::move(data)), entities_(std::move(entities)) {
-  for (const Entity& entity : entities_) {
-    if (entity.kind != EntityKind::Leaf || entity.end == entity.body) {
-      continue;
-    }
-    const MediaTypeView media = mediaTypeOf(entity.contentType);
-    if (media.type.empty() || (text::equalsIgnoringCase(media.type, "text") &&
-                               (text::equalsIgnoringCase(media.subtype, "plain") ||
-                                text::equalsIgnoringCase(media.subtype, "html")))) {
-      hasText_ = true;
-      break;
-    }
-  }
+  hasText_ = std::any_of(entities_.begin(), entities_.end(), [](const Entity& entity) {
+    return entity.kind == EntityKind::Leaf && entity.isText && entity.end != entity.body;
+  });
 }
 
 const std::string& Source::charsetHint() {

@@ -29,6 +29,13 @@ using text::equalsIgnoringCase;
 using text::isBlank;
 using text::isSpace;
 
+// What ends the tokens of a Content-Type and of a Content-Transfer-Encoding.
+constexpr text::CharacterSet kEndsType(" \t\r\n/;(");
+constexpr text::CharacterSet kEndsSubtype(" \t\r\n/;(,\"");
+constexpr text::CharacterSet kEndsName(" \t\r\n=;\"");
+constexpr text::CharacterSet kEndsValue(" \t\r\n;");
+constexpr text::CharacterSet kEndsEncoding(" \t\r\n;(,\"");
+
 // ftext of RFC 5322 section 3.6.8.
 bool isFieldNameChar(char c) {
   return c > 32 && c < 127 && c != ':';
@@ -52,13 +59,9 @@ void skipSpaceAndComments(std::string_view& text) {
   text.remove_prefix(std::min(i, text.size()));
 }
 
-std::string_view takeToken(std::string_view& text, std::string_view stops) {
-  std::size_t i = 0;
-  while (i < text.size() && !isSpace(text[i]) && stops.find(text[i]) == std::string_view::npos) {
-    ++i;
-  }
-  const std::string_view token = text.substr(0, i);
-  text.remove_prefix(i);
+std::string_view takeToken(std::string_view& text, const text::CharacterSet& stops) {
+  const std::string_view token = text.substr(0, stops.runBefore(text));
+  text.remove_prefix(token.size());
   return token;
 }
 
@@ -67,7 +70,7 @@ std::string_view takeToken(std::string_view& text, std::string_view stops) {
 std::string takeValue(std::string_view& text) {
   std::string value;
   if (text.empty() || text.front() != '"') {
-    value = takeToken(text, ";");
+    value = takeToken(text, kEndsValue);
     return value;
   }
   std::size_t i = 1;
@@ -106,7 +109,7 @@ std::vector<std::string> boundariesOf(std::string_view contentType) {
       text.remove_prefix(1);
     }
     skipSpaceAndComments(text);
-    const std::string_view name = takeToken(text, "=;\"");
+    const std::string_view name = takeToken(text, kEndsName);
     skipSpaceAndComments(text);
     if (text.empty()) {
       break;
@@ -462,10 +465,14 @@ class Scan {
 
   void classify(Entity& entity) {
     entity.inDigest = entity.parent != kNoEntity && entities_[entity.parent].isDigest;
+    const MediaTypeView media = mediaTypeOf(entity.contentType);
+    entity.isText =
+        media.type.empty() ||
+        (equalsIgnoringCase(media.type, "text") &&
+         (equalsIgnoringCase(media.subtype, "plain") || equalsIgnoringCase(media.subtype, "html")));
     if (entity.depth >= kMaxEntityDepth || entities_.size() >= kMaxEntities) {
       return;
     }
-    const MediaTypeView media = mediaTypeOf(entity.contentType);
     if (equalsIgnoringCase(media.type, "multipart")) {
       std::vector<std::string> boundaries = boundariesOf(entity.contentType);
       if (boundaries.empty()) {
@@ -675,12 +682,12 @@ std::vector<Entity> entitiesBelow(const std::vector<Entity>& entities, std::uint
 MediaTypeView mediaTypeOf(std::string_view contentType) {
   MediaTypeView media;
   skipSpaceAndComments(contentType);
-  media.type = takeToken(contentType, "/;(");
+  media.type = takeToken(contentType, kEndsType);
   skipSpaceAndComments(contentType);
   if (!contentType.empty() && contentType.front() == '/') {
     contentType.remove_prefix(1);
     skipSpaceAndComments(contentType);
-    media.subtype = takeToken(contentType, "/;(,\"");
+    media.subtype = takeToken(contentType, kEndsSubtype);
   }
   return media;
 }
@@ -690,7 +697,7 @@ TransferEncoding transferEncodingOf(std::string_view field) {
   if (!field.empty() && field.front() == '"') {
     field.remove_prefix(1);
   }
-  const std::string_view name = takeToken(field, ";(,\"");
+  const std::string_view name = takeToken(field, kEndsEncoding);
   if (name.empty()) {
     return TransferEncoding::Identity;
   }

@@ -1,5 +1,6 @@
 #include "mime/filename.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <utility>
@@ -43,6 +44,11 @@ bool isDirectionMark(std::string_view text) {
          (second == 0x81 && third >= 0xA6 && third <= 0xA9);
 }
 
+// Printable ASCII that means nothing to a file system.
+bool isPlain(char c) {
+  return c >= ' ' && c < 0x7F && !isSeparator(c);
+}
+
 bool isContinuation(char c) {
   return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
 }
@@ -70,7 +76,9 @@ std::string cleanFilename(std::string_view name) {
   name = withoutPath(text::trimmed(name));
   std::string clean;
   clean.reserve(name.size());
-  for (std::size_t i = 0; i < name.size(); ++i) {
+  const auto* const special = std::find_if_not(name.begin(), name.end(), isPlain);
+  clean.assign(name.begin(), special);
+  for (std::size_t i = clean.size(); i < name.size(); ++i) {
     const auto c = static_cast<unsigned char>(name[i]);
     if (c < 32 || c == 127) {
       // A tab or line end stood for a blank.
