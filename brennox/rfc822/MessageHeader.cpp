@@ -34,7 +34,9 @@ namespace {
 // Fields beyond it are not looked at; their bytes stay in the message.
 constexpr std::size_t kMaxFields = 200'000;
 // Up to so many extra fields a walk is quicker than a table.
-constexpr std::size_t kMaxWalk = 12;
+constexpr std::size_t kMaxWalk = 32;
+// Room for them is made at once.
+constexpr std::size_t kUsualFields = 32;
 
 Ref<Array> copyOfTexts(Array* texts) {
   return texts == nullptr ? Ref<Array>() : make<Array>(texts);
@@ -85,6 +87,13 @@ Ref<Address> addressOf(const rfc822::Mailbox& mailbox) {
   return address;
 }
 
+// What a header was parsed from. It never changes, so that copies of the header share it.
+struct FieldIndex final : public Object {
+  // Owns the bytes that the views look at.
+  Ref<Data> source;
+  std::vector<HeaderField> fields;
+};
+
 }  // namespace
 
 struct MessageHeader::Fields {
@@ -99,9 +108,8 @@ struct MessageHeader::Fields {
     std::string_view key() const { return parsed ? rawName : name->view(); }
   };
 
-  // Owns the bytes that the views look at.
-  Ref<Data> source;
-  std::vector<HeaderField> parsed;
+  // Null for a header that was not parsed.
+  Ref<FieldIndex> index;
   Ref<String> givenCharset;
   std::optional<std::string> ownCharset;
   // One bit a field whose property has not been decoded yet.
@@ -130,6 +138,11 @@ struct MessageHeader::Fields {
     return std::uint32_t{1} << static_cast<int>(id);
   }
 
+  const std::vector<HeaderField>& parsed() const {
+    static const std::vector<HeaderField> kNothing;
+    return index ? index->fields : kNothing;
+  }
+
   // True once for each field of a parsed header: the caller decodes it.
   bool take(FieldId id) {
     const bool taken = (pending & bit(id)) != 0;
@@ -155,7 +168,7 @@ struct MessageHeader::Fields {
   }
 
   const HeaderField* first(FieldId id) const {
-    for (const HeaderField& field : parsed) {
+    for (const HeaderField& field : parsed()) {
       if (field.id == id) {
         return &field;
       }
@@ -165,7 +178,7 @@ struct MessageHeader::Fields {
 
   // The text of the first field that has one.
   Ref<String> textOfField(FieldId id) {
-    for (const HeaderField& field : parsed) {
+    for (const HeaderField& field : parsed()) {
       if (field.id == id) {
         std::string text = text::decodeWords(field.value, charsetFor(field.value));
         if (!text.empty()) {
@@ -178,7 +191,7 @@ struct MessageHeader::Fields {
 
   std::vector<rfc822::Mailbox> mailboxes(FieldId id, bool firstOnly) {
     std::vector<rfc822::Mailbox> result;
-    for (const HeaderField& field : parsed) {
+    for (const HeaderField& field : parsed()) {
       if (field.id == id) {
         rfc822::parseAddressList(field.value, charsetFor(field.value),
                                  rfc822::EncodedWords::kDecode, result);
@@ -210,7 +223,7 @@ struct MessageHeader::Fields {
 
   Ref<Array> identifiers(FieldId id) {
     std::vector<std::string> found;
-    for (const HeaderField& field : parsed) {
+    for (const HeaderField& field : parsed()) {
       if (field.id == id) {
         rfc822::parseMessageIDs(field.value, found);
       }
@@ -232,7 +245,8 @@ struct MessageHeader::Fields {
     }
     extrasPending = false;
     extraIndexValid = false;
-    for (const HeaderField& field : parsed) {
+    extras.reserve(parsed().size());
+    for (const HeaderField& field : parsed()) {
       if (!hasProperty(field.id)) {
         extras.push_back({field.name, field.value, true, nullptr, nullptr});
       }
@@ -322,13 +336,15 @@ MessageHeader* MessageHeader::headerWithData(Data* data) {
 void MessageHeader::importHeadersData(Data* data) {
   auto fields = std::make_unique<Fields>();
   if (data != nullptr) {
-    fields->source = make<Data>(data);
-    fields->parsed.reserve(32);
-    rfc822::FieldScanner scanner(fields->source->view());
+    fields->index = make<FieldIndex>();
+    FieldIndex& index = *fields->index;
+    index.source = make<Data>(data);
+    index.fields.reserve(kUsualFields);
+    rfc822::FieldScanner scanner(index.source->view());
     HeaderField field;
-    while (fields->parsed.size() < kMaxFields && scanner.next(field)) {
+    while (index.fields.size() < kMaxFields && scanner.next(field)) {
       fields->pending |= Fields::bit(field.id);
-      fields->parsed.push_back(field);
+      index.fields.push_back(field);
     }
     fields->extrasPending = true;
   }
@@ -342,7 +358,7 @@ void MessageHeader::setRawCharset(String* charset) {
 String* MessageHeader::messageID() {
   Fields& fields = *fields_;
   if (fields.take(FieldId::kMessageID)) {
-    for (const HeaderField& field : fields.parsed) {
+    for (const HeaderField& field : fields.parsed()) {
       if (field.id == FieldId::kMessageID && !fields.messageID) {
         std::string identifier = rfc822::parseMessageID(field.value);
         if (!identifier.empty()) {
@@ -390,7 +406,7 @@ void MessageHeader::setReferences(Array* references) {
 std::time_t MessageHeader::date() {
   Fields& fields = *fields_;
   if (fields.take(FieldId::kDate)) {
-    for (const HeaderField& field : fields.parsed) {
+    for (const HeaderField& field : fields.parsed()) {
       if (field.id == FieldId::kDate && fields.date == -1) {
         fields.date = rfc822::parseDate(field.value);
       }
@@ -408,7 +424,7 @@ std::time_t MessageHeader::receivedDate() {
   Fields& fields = *fields_;
   if (fields.take(FieldId::kReceived)) {
     // Every relay puts its field in front: the first one is the newest.
-    for (const HeaderField& field : fields.parsed) {
+    for (const HeaderField& field : fields.parsed()) {
       if (field.id == FieldId::kReceived && fields.receivedDate == -1) {
         fields.receivedDate = rfc822::parseReceivedDate(field.value);
       }
