@@ -40,7 +40,9 @@ class ParseTree::Arena {
 
  private:
   static constexpr std::size_t kAlignment = alignof(std::max_align_t);
-  static constexpr std::size_t kChunk = std::size_t{256} << 10;
+  // Each chunk is twice as large as the one before: a short text must not cost fresh pages.
+  static constexpr std::size_t kFirstChunk = std::size_t{32} << 10;
+  static constexpr std::size_t kLargestChunk = std::size_t{256} << 10;
   static constexpr std::size_t kLargeBlock = std::size_t{16} << 10;
 
   // Stands before every block; tells the two kinds apart.
@@ -67,9 +69,10 @@ class ParseTree::Arena {
     }
     const std::size_t needed = sizeof(Header) + (size + kAlignment - 1) / kAlignment * kAlignment;
     if (left_ < needed) {
-      next_ = static_cast<char*>(checked(std::malloc(kChunk)));
-      left_ = kChunk;
+      next_ = static_cast<char*>(checked(std::malloc(nextChunk_)));
+      left_ = nextChunk_;
       chunks_.push_back(next_);
+      nextChunk_ = std::min(2 * nextChunk_, kLargestChunk);
     }
     auto* const header = new (next_) Header{false};
     next_ += needed;
@@ -104,6 +107,7 @@ class ParseTree::Arena {
   std::vector<void*> chunks_;
   char* next_ = nullptr;
   std::size_t left_ = 0;
+  std::size_t nextChunk_ = kFirstChunk;
   Large* large_ = nullptr;
 };
 

@@ -12,6 +12,8 @@
 #include <brennox/Ref.h>
 #include <brennox/String.h>
 
+#include <algorithm>
+#include <cstring>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -254,9 +256,12 @@ class Pictures {
 // Different for every part of a rendering, and as good as different for parts of different
 // messages, so that style sheets reach nothing but their own part.
 std::string scopeFor(std::string_view html, std::size_t number) {
-  std::uint64_t hash = 14695981039346656037U;
-  for (const char c : html) {
-    hash = (hash ^ static_cast<std::uint8_t>(c)) * 1099511628211U;
+  std::uint64_t hash = 14695981039346656037U ^ html.size();
+  for (std::size_t at = 0; at < html.size(); at += sizeof(std::uint64_t)) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, html.data() + at, std::min(sizeof word, html.size() - at));
+    hash = (hash ^ word) * 1099511628211U;
+    hash ^= hash >> 32;
   }
   std::string scope = "bx-";
   for (int i = 0; i < 8; ++i) {

@@ -80,8 +80,9 @@ class LineWriter {
 
   void write() {
     // ":" is in every address with a scheme, "@" in every mailbox, "www." starts a bare host.
-    for (at_ = line_.find_first_of(":@wW"); at_ != std::string_view::npos;
-         at_ = line_.find_first_of(":@wW", at_)) {
+    constexpr text::CharacterSet kMarks(":@wW");
+    for (at_ = kMarks.findIn(line_); at_ != std::string_view::npos;
+         at_ = kMarks.findIn(line_, at_)) {
       if (!tryLink()) {
         ++at_;
       }
