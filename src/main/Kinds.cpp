@@ -18,8 +18,23 @@ constexpr double kMillisecondsPerSecond = 1000.0;
 // Below this size a copy costs less than a Buffer with a finalizer.
 constexpr std::size_t kSmallestSharedBlock = 4096;
 
+bool IsAscii(std::string_view text) {
+  // All bytes, without a way out of the loop: the compiler then looks at many at a time.
+  unsigned int all = 0;
+  for (const char c : text) {
+    all |= static_cast<unsigned char>(c);
+  }
+  return all < 0x80;
+}
+
 Napi::Value ScriptString(Napi::Env env, std::string_view text) {
-  return Napi::String::New(env, text.data(), text.size());
+  // ASCII, as most texts are, needs no decoder.
+  const auto create = IsAscii(text) ? napi_create_string_latin1 : napi_create_string_utf8;
+  napi_value result = nullptr;
+  if (create(env, text.data(), text.size(), &result) != napi_ok) {
+    throw Napi::Error::New(env);
+  }
+  return {env, result};
 }
 
 template <class Convert>
