@@ -652,6 +652,8 @@ TEST(MessageBuilder, BoundariesBeginWithThePrefix) {
       {"\xD0\x9F", "=_"},
       {string(500, 'p'), string(20, 'p')},
       {"--", "--=_"},
+      {"=?utf-8?Q?a?=", "=utf-8?Q?a?==_"},
+      {"a=??b", "a=b=_"},
   };
   for (const Case& c : cases) {
     const Mail mail("a", "<p>");

@@ -179,7 +179,9 @@ std::string boundaryPrefix(std::string_view prefix, std::size_t room) {
   for (const char c : prefix) {
     const bool isAllowed = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') ||
                            (c >= 'A' && c <= 'Z') || kMarks.find(c) != std::string_view::npos;
-    if (isAllowed && result.size() < room) {
+    // Readers take an encoded-word for one wherever it stands.
+    const bool isMisleading = c == '?' && result.ends_with('=');
+    if (isAllowed && !isMisleading && result.size() < room) {
       result += c;
     }
   }
