@@ -564,6 +564,7 @@ TEST(MessageBuilder, BlindCopiesAreNotWritten) {
   const auto header = make<MessageHeader>();
   header->setBcc(Array::arrayWithObject(Address::addressWithMailbox(str("secret@example.org"))));
   header->setExtraHeader(str("Bcc"), str("secret@example.org"));
+  header->setExtraHeader(str("Resent-BCC"), str("secret@example.org"));
   header->setExtraHeader(str("BCC "), str("secret@example.org"));
   mail.builder->setHeader(header.get());
   EXPECT_EQ(mail.bytes().find("secret"), string::npos);

@@ -432,7 +432,8 @@ bool writeInPlaceOfProperty(MessageHeader* header, FieldId id, std::string_view 
 void writeExtra(MessageHeader* header, const ExtraField& extra, std::string& out) {
   const std::string_view name = extra.name->view();
   if (!isFieldName(name) || text::startsWithIgnoringCase(name, "content-") ||
-      text::equalsIgnoringCase(name, "mime-version") || (extra.parsed && isTrace(name))) {
+      text::equalsIgnoringCase(name, "mime-version") ||
+      text::equalsIgnoringCase(name, "resent-bcc") || (extra.parsed && isTrace(name))) {
     return;
   }
   if (!writeInPlaceOfProperty(header, fieldId(name), name, textOf(extra.value.get()), out)) {
