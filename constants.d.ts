@@ -88,7 +88,11 @@ export declare const ConnectionType: {
   readonly TLS: 4;
 };
 
-/** Authentication mechanisms; 0 takes the best that the server offers. */
+/**
+ * Authentication mechanisms: bits for the IMAP and POP3 sessions, where several may be allowed at once and 0 takes
+ * the best that the server offers, SCRAM-SHA-256 first. What this machine or the server cannot do is error 6.
+ * `ISMTPAsyncSession` takes single values, listed with its `authType`.
+ */
 export declare const AuthType: {
   /** The best that the server offers. */
   readonly SASLNone: 0;
@@ -96,19 +100,22 @@ export declare const AuthType: {
   readonly SASLCRAMMD5: 1;
   /** PLAIN. */
   readonly SASLPlain: 2;
-  /** GSSAPI. */
+  /**
+   * GSSAPI: a Kerberos 5 ticket instead of a password, found as the system finds it (KRB5CCNAME, KRB5_CONFIG);
+   * `hostname` must be the name that the server's key was issued for. Taken only when asked for.
+   */
   readonly SASLGSSAPI: 4;
   /** DIGEST-MD5. */
   readonly SASLDIGESTMD5: 8;
-  /** LOGIN; for ISMTPAsyncSession any mechanism. */
+  /** LOGIN; for `ISMTPAsyncSession` any mechanism. */
   readonly SASLLogin: 16;
-  /** SRP. */
+  /** SRP; not available. */
   readonly SASLSRP: 32;
-  /** NTLM. */
+  /** NTLM, version 1 of the protocol, which today's servers mostly refuse. Taken only when asked for. */
   readonly SASLNTLM: 64;
-  /** Kerberos version 4. */
+  /** Kerberos version 4; not available. */
   readonly SASLKerberosV4: 128;
-  /** XOAUTH2, or OAUTHBEARER (RFC 7628) where the server offers that. */
+  /** OAUTHBEARER (RFC 7628), or XOAUTH2 where the server offers that alone. */
   readonly XOAuth2: 256;
 };
 

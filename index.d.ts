@@ -65,8 +65,9 @@ declare namespace velkor_brennox2 {
     /** Used when `authType` is 256. */
     OAuth2Token: string;
     /**
-     * One of 0, 4, 8, 16, 64, 128, 256 of `AuthType`; 16 (the default) takes what the server offers. 128 reads
-     * back as 4. Any other number throws an Error "Specified authentication type is not supported".
+     * One of 0, 4, 8, 16 (the default), 64, 128, 256 of `AuthType`. With 256 and an `OAuth2Token` the token is sent;
+     * all others log in by the best mechanism that the server offers for a name and a password. 128 reads back as
+     * 4. Any other number throws an Error "Specified authentication type is not supported".
      */
     authType: number;
     connectionType: number;

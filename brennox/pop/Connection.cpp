@@ -194,7 +194,7 @@ ErrorCode Connection::authenticate(std::string_view mechanism,
   bool hasInitial = false;
   if (client->isClientFirst()) {
     if (client->next("", &initial.text) == Step::kFailed) {
-      return ErrorAuthenticationMechanism;
+      return ErrorAuthentication;
     }
     hasInitial = line.text.size() + 1 + initial.text.size() > kMaxAuthCommand;
     if (!hasInitial) {

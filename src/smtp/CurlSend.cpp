@@ -50,35 +50,6 @@ bool CredentialsFit(const SMTPFields& fields) {
   return true;
 }
 
-ErrorCode ErrorOf(CURLcode result, std::int32_t connectionType) {
-  switch (result) {
-    case CURLE_OK:
-      return brennox::ErrorNone;
-    case CURLE_SSL_ENGINE_NOTFOUND:
-    case CURLE_SSL_ENGINE_SETFAILED:
-    case CURLE_SSL_ENGINE_INITFAILED:
-      return brennox::ErrorTLSNotAvailable;
-    case CURLE_RECV_ERROR:
-      return brennox::ErrorSendMessage;
-    case CURLE_SSL_CERTPROBLEM:
-    case CURLE_SSL_CIPHER:
-    case CURLE_PEER_FAILED_VERIFICATION:
-    case CURLE_SSL_CACERT_BADFILE:
-    case CURLE_SSL_CRL_BADFILE:
-    case CURLE_SSL_ISSUER_ERROR:
-    case CURLE_SSL_PINNEDPUBKEYNOTMATCH:
-    case CURLE_SSL_INVALIDCERTSTATUS:
-      return brennox::ErrorCertificate;
-    case CURLE_USE_SSL_FAILED:
-      return connectionType == kTls ? brennox::ErrorTLSNotAvailable
-                                    : brennox::ErrorStartTLSNotAvailable;
-    case CURLE_LOGIN_DENIED:
-      return brennox::ErrorAuthentication;
-    default:
-      return brennox::ErrorConnection;
-  }
-}
-
 // The order of the options is fixed.
 CURLcode Transfer(cpcurl::Easy* handle, const SMTPFields& fields, const curl_slist* recipients,
                   TransferSource& source, long timeoutSeconds) {
@@ -112,6 +83,35 @@ CURLcode Transfer(cpcurl::Easy* handle, const SMTPFields& fields, const curl_sli
 
 }  // namespace
 
+brennox::ErrorCode ErrorOfSend(CURLcode result, std::int32_t connectionType) {
+  switch (result) {
+    case CURLE_OK:
+      return brennox::ErrorNone;
+    case CURLE_SSL_ENGINE_NOTFOUND:
+    case CURLE_SSL_ENGINE_SETFAILED:
+    case CURLE_SSL_ENGINE_INITFAILED:
+      return brennox::ErrorTLSNotAvailable;
+    case CURLE_RECV_ERROR:
+      return brennox::ErrorSendMessage;
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_CIPHER:
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_CRL_BADFILE:
+    case CURLE_SSL_ISSUER_ERROR:
+    case CURLE_SSL_PINNEDPUBKEYNOTMATCH:
+    case CURLE_SSL_INVALIDCERTSTATUS:
+      return brennox::ErrorCertificate;
+    case CURLE_USE_SSL_FAILED:
+      return connectionType == kTls ? brennox::ErrorTLSNotAvailable
+                                    : brennox::ErrorStartTLSNotAvailable;
+    case CURLE_LOGIN_DENIED:
+      return brennox::ErrorAuthentication;
+    default:
+      return brennox::ErrorConnection;
+  }
+}
+
 CURLcode SendWithCurl(const SMTPSettings& session, const char* bytes, std::size_t length,
                       brennox::ErrorCode* error, long timeoutSeconds) {
   const EasyHandle handle(cpcurl::easy_init());
@@ -127,7 +127,7 @@ CURLcode SendWithCurl(const SMTPSettings& session, const char* bytes, std::size_
   const TextList recipients = ListOf(fields.recipients);
   TransferSource source = {bytes, length, 0};
   const CURLcode result = Transfer(handle.get(), fields, recipients.get(), source, timeoutSeconds);
-  *error = ErrorOf(result, fields.connectionType);
+  *error = ErrorOfSend(result, fields.connectionType);
   return result;
 }
 

@@ -5,6 +5,7 @@
 #include <cpcurl.h>
 
 #include <cstddef>
+#include <cstdint>
 
 #include "smtp/SMTPSettings.h"
 
@@ -34,6 +35,9 @@ struct RetryPolicy {
 CURLcode SendMessageWithRetries(SMTPSettings& session, brennox::Address* sender,
                                 const brennox::Array* recipients, const brennox::Data& message,
                                 brennox::ErrorCode* error, const RetryPolicy& policy = {});
+
+// The library's code for the result of a send over a connection of that type.
+brennox::ErrorCode ErrorOfSend(CURLcode result, std::int32_t connectionType);
 
 // One attempt with the session's present settings, sender and recipients. A time-out of 0 is curl's
 // own.

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <map>
 #include <thread>
 
 #include "support/LineServer.h"
@@ -196,6 +197,26 @@ TEST_F(CurlSend, NoSchemeIsAConnectionError) {
     });
     EXPECT_NE(Send("me@example.test", {"you@example.test"}), CURLE_OK);
     EXPECT_EQ(error, brennox::ErrorConnection);
+  }
+}
+
+TEST(CurlSendError, FollowsFromTheResultAndTheConnectionType) {
+  std::map<int, ErrorCode> codes = {
+      {0, brennox::ErrorNone}, {56, brennox::ErrorSendMessage}, {67, brennox::ErrorAuthentication}};
+  for (const int result : {53, 54, 66}) {
+    codes[result] = brennox::ErrorTLSNotAvailable;
+  }
+  for (const int result : {58, 59, 60, 77, 82, 83, 90, 91}) {
+    codes[result] = brennox::ErrorCertificate;
+  }
+  for (const int type : {0, 1, 2, 3, 4}) {
+    codes[64] = type == 4 ? brennox::ErrorTLSNotAvailable : brennox::ErrorStartTLSNotAvailable;
+    for (int result = 0; result < 200; ++result) {
+      const auto known = codes.find(result);
+      EXPECT_EQ(ErrorOfSend(static_cast<CURLcode>(result), type),
+                known == codes.end() ? brennox::ErrorConnection : known->second)
+          << "result " << result << ", connection type " << type;
+    }
   }
 }
 

@@ -55,7 +55,7 @@ namespace inbox {
 `,
 };
 
-function configuration({ folder, flavour, ports, certificate, tls }) {
+function configuration({ folder, flavour, ports, certificate, tls, kerberos }) {
   const mail = `${folder}/mail`;
   const old = flavour === 'old';
   const mechanisms = old ? 'plain login'
@@ -70,6 +70,7 @@ passdb {
   return `
 protocols = imap pop3 lmtp
 listen = 127.0.0.1
+import_environment = $import_environment KRB5_CONFIG
 base_dir = ${folder}/run
 state_dir = ${folder}/state
 instance_name = ${path.basename(path.dirname(folder))}-${flavour}
@@ -86,7 +87,8 @@ mail_max_userip_connections = 0
 mail_plugins = zlib
 recipient_delimiter = +
 disable_plaintext_auth = no
-auth_mechanisms = ${mechanisms}
+auth_mechanisms = ${mechanisms}${kerberos ? ' gssapi' : ''}
+${kerberos ? `auth_krb5_keytab = ${kerberos.keytab}\nauth_gssapi_hostname = localhost` : ''}
 auth_username_chars =
 auth_failure_delay = 0
 auth_cache_size = 0
@@ -97,7 +99,7 @@ ssl_min_protocol = TLSv1.2
 ${tokens}
 passdb {
   driver = passwd-file
-  mechanisms = ${passwordMechanisms}
+  mechanisms = ${passwordMechanisms}${kerberos ? ' gssapi' : ''}
   args = ${folder}/users
 }
 userdb {
@@ -163,8 +165,9 @@ protocol lmtp {
 }
 
 // Flavours: `modern` has every feature on; `old` has the INBOX. prefix with dots, few capabilities,
-// passwords only, a self-signed certificate and one POP3 session at a time for each mailbox. Returns the pid.
-async function startDovecot({ folder, flavour, ports, tls, users, tokens }) {
+// passwords only, a self-signed certificate and one POP3 session at a time for each mailbox. With
+// a realm (kerberos.js) tickets are taken, too. Returns the pid.
+async function startDovecot({ folder, flavour, ports, tls, users, tokens, kerberos }) {
   for (const name of ['run', 'state', 'mail']) {
     fs.mkdirSync(path.join(folder, name), { recursive: true });
   }
@@ -173,11 +176,11 @@ async function startDovecot({ folder, flavour, ports, tls, users, tokens }) {
   fs.writeFileSync(path.join(folder, 'tokens'), passwordFile(Object.entries(tokens)), { mode: 0o644 });
   const file = path.join(folder, 'dovecot.conf');
   const certificate = flavour === 'old' ? 'selfsigned' : 'server';
-  fs.writeFileSync(file, configuration({ folder, flavour, ports, certificate, tls }));
+  fs.writeFileSync(file, configuration({ folder, flavour, ports, certificate, tls, kerberos }));
 
   const output = fs.openSync(path.join(folder, 'output'), 'w');
   const child = spawn('/usr/sbin/dovecot', ['-F', '-c', file],
-      { detached: true, stdio: ['ignore', output, output] });
+      { detached: true, stdio: ['ignore', output, output], env: { ...process.env, ...kerberos?.env } });
   fs.closeSync(output);
   let running = true;
   child.once('exit', () => { running = false; });

@@ -1,6 +1,6 @@
 // Starts throw-away mail servers on loopback and prints where they are as one line of JSON.
 //
-//   node test/servers/start.js [dovecot] [postfix] [old] [badtls]     (without a word: dovecot postfix)
+//   node test/servers/start.js [dovecot] [postfix] [old] [kerberos] [badtls]     (without a word: dovecot postfix)
 //
 // They live in one temporary folder and end, by their recorded process ids, on SIGTERM, SIGINT or when
 // standard input ends. When they cannot be started here the line is {"skip": "the reason"} and the exit
@@ -14,6 +14,7 @@ const path = require('node:path');
 const { badTlsPorts, startBadTls } = require('./badtls.js');
 const { kSystemBundle, makeCertificates } = require('./certificates.js');
 const { startDovecot } = require('./dovecot.js');
+const { startKerberos } = require('./kerberos.js');
 const { freePorts } = require('./ports.js');
 const { startPostfix } = require('./postfix.js');
 
@@ -26,6 +27,7 @@ const kPrograms = {
   dovecot: ['/usr/sbin/dovecot', '/usr/lib/dovecot/imap', '/usr/lib/dovecot/pop3', '/usr/lib/dovecot/lmtp'],
   old: ['/usr/sbin/dovecot', '/usr/lib/dovecot/imap', '/usr/lib/dovecot/pop3', '/usr/lib/dovecot/lmtp'],
   postfix: ['/usr/sbin/postfix'],
+  kerberos: ['/usr/sbin/krb5kdc', '/usr/sbin/kdb5_util', '/usr/sbin/kadmin.local', '/usr/bin/kinit', '/usr/lib/dovecot/modules/auth/libmech_gssapi.so'],
   badtls: [],
 };
 
@@ -70,9 +72,10 @@ async function stopProcess(pid) {
 
 async function start(kinds) {
   const wanted = new Set(kinds);
-  if (wanted.has('postfix')) wanted.add('dovecot');
+  if (wanted.has('postfix') || wanted.has('kerberos')) wanted.add('dovecot');
   const folder = makeFolder();
   const pids = [];
+  let kerberos;
   const stop = async () => {
     for (const pid of pids.reverse()) await stopProcess(pid);
     fs.rmSync(folder, { recursive: true, force: true, maxRetries: 5, retryDelay: 100 });
@@ -81,7 +84,7 @@ async function start(kinds) {
     const tls = path.join(folder, 'tls');
     makeCertificates(tls);
     const all = await freePorts([
-      'refused', ...kDovecotPorts, ...kPostfixPorts, ...kOldPorts, ...badTlsPorts,
+      'refused', 'kerberos', ...kDovecotPorts, ...kPostfixPorts, ...kOldPorts, ...badTlsPorts,
     ]);
 
     const users = {};
@@ -98,10 +101,17 @@ async function start(kinds) {
     const ports = { refused: all.refused };
     const publish = (names) => names.forEach((name) => { ports[name] = all[name]; });
 
+    if (wanted.has('kerberos')) {
+      const place = path.join(folder, 'k');
+      fs.mkdirSync(place);
+      const named = Object.fromEntries(kNames.map((name) => [`${name}@${kDomain}`, users[`${name}@${kDomain}`]]));
+      kerberos = await startKerberos({ folder: place, port: all.kerberos, users: named });
+      pids.push(kerberos.pid);
+    }
     if (wanted.has('dovecot')) {
       const place = path.join(folder, 'd');
       fs.mkdirSync(place);
-      pids.push(await startDovecot({ folder: place, flavour: 'modern', ports: all, tls, users, tokens }));
+      pids.push(await startDovecot({ folder: place, flavour: 'modern', ports: all, tls, users, tokens, kerberos }));
       publish(kDovecotPorts);
     }
     if (wanted.has('old')) {
@@ -126,6 +136,7 @@ async function start(kinds) {
       host: '127.0.0.1', domain: kDomain, folder, ports, users, tokens, international, quoted, sink: kSink,
       mail: wanted.has('dovecot') ? mail : undefined,
       oldMail: wanted.has('old') ? path.join(folder, 'o/mail') : undefined,
+      kerberos: kerberos?.env,
       tls, ca: path.join(tls, 'ca.pem'), bundle: path.join(tls, 'bundle.pem'), systemBundle: kSystemBundle,
       pids,
     };
@@ -144,7 +155,7 @@ async function main() {
     console.error(`unknown: ${unknown.join(' ')}; known: ${Object.keys(kPrograms).join(' ')}`);
     process.exit(2);
   }
-  if (kinds.includes('postfix') && !kinds.includes('dovecot')) kinds.push('dovecot');
+  if ((kinds.includes('postfix') || kinds.includes('kerberos')) && !kinds.includes('dovecot')) kinds.push('dovecot');
   const skip = reasonToSkip(kinds);
   if (skip) {
     console.log(JSON.stringify({ skip }));
