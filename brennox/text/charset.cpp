@@ -5,6 +5,7 @@
 #include <unicode/ucnv.h>
 #include <unicode/ustring.h>
 
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <mutex>
@@ -14,6 +15,7 @@
 
 #include "text/ascii.h"
 #include "text/charset_names.h"
+#include "text/charset_tables.h"
 #include "text/utf8.h"
 
 namespace brennox::text {
@@ -25,6 +27,8 @@ constexpr std::size_t kMaxRememberedNames = 512;
 constexpr std::size_t kMaxOpenConverters = 8;
 // Input that is converted in one step on the stack.
 constexpr std::size_t kChunk = 4096;
+// In either order of bytes.
+constexpr std::string_view kUtf16 = "utf-16";
 
 // UTF-8 of each byte of a one-byte charset, ready to be stored as four bytes.
 struct ByteTable {
@@ -155,6 +159,24 @@ std::unique_ptr<ByteTable> makeTable(UConverter* converter) {
   return table;
 }
 
+std::unique_ptr<ByteTable> makeTable(const ByteCharset& charset) {
+  auto table = std::make_unique<ByteTable>();
+  for (unsigned byte = 0; byte < 256; ++byte) {
+    std::uint32_t character = byte < 0x80 ? byte : charset.upper[byte - 0x80];
+    for (const ByteCharset::Exception& exception : charset.lower) {
+      if (exception.byte == byte && exception.character != 0) {
+        character = exception.character;
+        table->extendsAscii = false;
+      }
+    }
+    std::string utf8;
+    appendCodePoint(character, utf8);
+    utf8.copy(table->text[byte].data(), 4);
+    table->length[byte] = static_cast<std::uint8_t>(utf8.size());
+  }
+  return table;
+}
+
 std::unique_ptr<Codec> makeCodec(std::string_view name) {
   CharsetName resolved = resolveCharset(name);
   auto codec = std::make_unique<Codec>();
@@ -162,6 +184,11 @@ std::unique_ptr<Codec> makeCodec(std::string_view name) {
   codec->converter = std::move(resolved.converter);
   codec->extendsAscii = codec->kind == CharsetKind::kUtf8 || codec->kind == CharsetKind::kAscii;
   if (codec->kind != CharsetKind::kConverter) {
+    return codec;
+  }
+  if (const ByteCharset* const known = byteCharset(codec->converter)) {
+    codec->table = makeTable(*known);
+    codec->extendsAscii = codec->table->extendsAscii;
     return codec;
   }
   const Converter converter(codec->converter.c_str());
@@ -298,27 +325,48 @@ bool appendByCodec(const Codec& codec, std::string_view bytes, std::string& out)
 
 constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 
-// No character of more than one byte is whole in it.
-bool hasNoMultiByteCharacter(std::string_view bytes) {
-  const char* p = bytes.data();
-  const char* const end = p + bytes.size();
-  for (;;) {
-    p = skipAscii(p, end);
-    if (p == end) {
-      return true;
-    }
-    const Utf8Step step = utf8Step(p, end);
-    if (step.valid) {
-      return false;
-    }
-    p += step.length;
+// RFC 2781 section 4.3 has text without a mark in network order; most programs write the other.
+// Blanks and the letters of most scripts tell: their pages are low.
+std::string_view orderOfUtf16(std::string_view bytes) {
+  std::size_t big = 0;
+  std::size_t little = 0;
+  for (std::size_t i = 0; i + 1 < bytes.size() && i < kChunk; i += 2) {
+    big += bytes[i] == '\0' ? 1 : 0;
+    little += bytes[i + 1] == '\0' ? 1 : 0;
   }
+  return little > big ? "utf-16le" : "utf-16be";
+}
+
+bool hasUtf16Mark(std::string_view bytes) {
+  return bytes.substr(0, 2) == "\xFF\xFE" || bytes.substr(0, 2) == "\xFE\xFF";
 }
 
 }  // namespace
 
 bool isKnownCharset(std::string_view charset) {
   return codecFor(charset).kind != CharsetKind::kUnknown;
+}
+
+bool isUtf8Name(std::string_view charset) {
+  return codecFor(charset).kind == CharsetKind::kUtf8;
+}
+
+bool isForeignToUtf8(std::string_view bytes) {
+  const char* p = bytes.data();
+  const char* const end = p + bytes.size();
+  bool foreign = false;
+  for (;;) {
+    p = skipAscii(p, end);
+    if (p == end) {
+      return foreign;
+    }
+    const Utf8Step step = utf8Step(p, end);
+    if (step.valid) {
+      return false;
+    }
+    foreign = true;
+    p += step.length;
+  }
 }
 
 bool appendInCharset(std::string_view bytes, std::string_view charset, std::string& out) {
@@ -334,7 +382,7 @@ std::string decodePiece(std::string_view bytes, std::string_view charset) {
         text.assign(bytes);
         return text;
       }
-      if (hasNoMultiByteCharacter(bytes)) {
+      if (isForeignToUtf8(bytes)) {
         codec = &codecFor(detectCharset(bytes));
       }
     } else if (codec->table != nullptr && !isAscii(bytes) && isValidUtf8(bytes)) {
@@ -346,6 +394,15 @@ std::string decodePiece(std::string_view bytes, std::string_view charset) {
   }
   if (codec->kind == CharsetKind::kUnknown || codec->kind == CharsetKind::kAscii) {
     codec = &codecFor(detectCharset(bytes));
+  }
+  if (codec->converter == kUtf16 && !hasUtf16Mark(bytes)) {
+    if (std::all_of(bytes.begin(), bytes.end(),
+                    [](char c) { return isSpace(c) || (c >= ' ' && c < 0x7F); })) {
+      // Says that it is, and is not.
+      text.assign(bytes);
+      return text;
+    }
+    codec = &codecFor(orderOfUtf16(bytes));
   }
   if (!appendByCodec(*codec, bytes, text)) {
     appendInCharset(bytes, "windows-1252", text);

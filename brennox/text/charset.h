@@ -21,6 +21,13 @@ void appendRepairedUtf8(std::string_view bytes, std::string& out);
 // True when appendInCharset can read the charset.
 bool isKnownCharset(std::string_view charset);
 
+// True for UTF-8 by any of its names.
+bool isUtf8Name(std::string_view charset);
+
+// True when there are 8-bit bytes and no two of them make a character of UTF-8: the text was never
+// in it. False for UTF-8 that was cut or damaged.
+bool isForeignToUtf8(std::string_view bytes);
+
 // Appends `bytes` read in `charset` as UTF-8; what is no character there becomes U+FFFD. False, and
 // nothing is appended, when the charset is not known. 8-bit bytes declared as us-ascii are
 // detected.

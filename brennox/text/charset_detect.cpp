@@ -120,6 +120,43 @@ bool comesInPairs(std::string_view bytes) {
   return even > odd * 2;
 }
 
+// Pairs that are all syllables of EUC-KR, in words: Chinese and Japanese have neither their blanks
+// nor only characters of the first rows. Short texts are too little for the detector.
+bool looksKorean(std::string_view bytes) {
+  std::size_t syllables = 0;
+  std::size_t others = 0;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const auto first = static_cast<unsigned char>(bytes[i]);
+    if (first < 0x80) {
+      continue;
+    }
+    const auto second = static_cast<unsigned char>(i + 1 < bytes.size() ? bytes[i + 1] : '\0');
+    if (second < 0xA1) {
+      return false;
+    }
+    ++(first >= 0xB0 && first <= 0xC8 ? syllables : others);
+    ++i;
+  }
+  constexpr std::size_t kMinSyllables = 6;
+  return syllables >= kMinSyllables && syllables > others * 12;
+}
+
+// Greek has its accented letters amid the small ones where the Cyrillic set has capitals.
+bool looksGreek(std::string_view bytes) {
+  std::size_t accents = 0;
+  std::size_t words = 0;
+  bool afterSmall = false;
+  bool inWord = false;
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    words += byte >= 0x80 && !inWord ? 1 : 0;
+    inWord = byte >= 0x80;
+    accents += afterSmall && byte >= 0xDC && byte <= 0xDF ? 1 : 0;
+    afterSmall = byte >= 0xE1;
+  }
+  return accents >= 2 && accents * 4 >= words;
+}
+
 // Names of the detector that a mail may well be in; the others (EBCDIC, UTF-16 without mark) are
 // its mistakes.
 constexpr std::string_view kPlausible[] = {
@@ -209,9 +246,15 @@ std::string_view detectCharset(std::string_view bytes, std::string_view hint) {
   if (sparse && high.count < kMinAccentsForGuess) {
     return "windows-1252";
   }
+  const std::size_t letters = high.firstHalf + high.secondHalf;
+  if (!sparse && looksKorean(sample)) {
+    return "EUC-KR";
+  }
+  if (!sparse && letters * 10 >= high.count * 9 && looksGreek(sample)) {
+    return "windows-1253";
+  }
   // Words of 8-bit letters in one half of the range: Cyrillic, whose two great charsets have their
   // small letters in different halves. Short texts are too little for the detector.
-  const std::size_t letters = high.firstHalf + high.secondHalf;
   if (!sparse && high.count >= kMinWordLength && high.count < kMinWordsForGuess &&
       letters * 10 >= high.count * 9 && !comesInPairs(sample)) {
     if (high.firstHalf > high.secondHalf * 2) {

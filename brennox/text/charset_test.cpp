@@ -39,6 +39,10 @@ TEST(Charset, ReadsTheNamesThatMailUses) {
       {"win-1251", "\xCF\xF0\xE8", "При"},
       {"cp-1251", "\xCF\xF0\xE8", "При"},
       {"koi8-r", "\xF0\xD2\xC9", "При"},
+      {"koi8-t", "\x80\xC1", "қа"},
+      {"iso-8859-16", "\xAA\xDE\xA4", "ȘȚ€"},
+      {"latin10", "\xBA", "ș"},
+      {"viscii", "Vi\xAEt\x02", "ViệtẲ"},
       {"KOI8_R", "\xF0\xD2\xC9", "При"},
       {"x-koi8-r", "\xF0\xD2\xC9", "При"},
       {"ibm866", "\x8F\xE0\xA8", "При"},
@@ -191,6 +195,9 @@ TEST(DetectCharset, FindsWhatTheBytesShow) {
        "windows-1252"},
       {"\xF0\xD2\xC9\xD7\xC5\xD4", "KOI8-R"},
       {"\xCF\xF0\xE8\xE2\xE5\xF2", "windows-1251"},
+      {"\xBE\xC8\xB3\xE7\xC7\xCF\xBC\xBC\xBF\xE4 \xB0\xA8\xBB\xE7", "EUC-KR"},
+      {"\xCA\xE1\xEB\xE7\xEC\xDD\xF1\xE1 \xEA\xFC\xF3\xEC\xE5, \xF4\xDF \xEA\xDC\xED\xE5\xF4\xE5;",
+       "windows-1253"},
   };
   for (const auto& [bytes, charset] : cases) {
     EXPECT_EQ(detectCharset(bytes), charset) << testing::PrintToString(bytes);
@@ -251,6 +258,11 @@ TEST(DecodeText, PrefersTheDeclaredCharsetAndMendsWrongOnes) {
       {"iso-8859-1", "\xEF\xBB\xBFx", "x"},
       {"", std::string_view("\xFF\xFEx\0", 4), "x"},
       {"us-ascii", "\x1B$B$3$s\x1B(B", "こん"},
+      // Without a mark, in either order; and what is none.
+      {"utf-16", std::string_view("H\0i\0 \0\x1F\x04", 8), "Hi П"},
+      {"utf-16", std::string_view("\0H\0i\0 \x04\x1F", 8), "Hi П"},
+      {"UTF16", std::string_view("\x04\x1F", 2), "П"},
+      {"utf-16", "plain", "plain"},
   };
   for (const Encoded& c : cases) {
     EXPECT_EQ(decodeText(c.bytes, c.charset), c.text) << c.charset;

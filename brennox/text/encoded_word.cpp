@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <utility>
 
 #include "text/ascii.h"
 #include "text/base64.h"
@@ -212,8 +213,13 @@ class Decoder {
   }
 
   void add(const EncodedWord& word) {
-    if (hasBytes_ && (!equalsIgnoringCase(word.charset, charset_) || isStateful(charset_))) {
+    std::string before;
+    if (!hasBytes_ || !equalsIgnoringCase(word.charset, charset_)) {
       flush();
+      isShifted_ = false;
+    } else if (isStateful(charset_)) {
+      flushCarry();
+      before.swap(bytes_);
     }
     charset_ = word.charset;
     hasBytes_ = true;
@@ -223,6 +229,52 @@ class Decoder {
       flushCarry();
       addQ(word.text);
     }
+    if (isStateful(charset_)) {
+      flushCarry();
+      join(std::move(before));
+    }
+  }
+
+  // Puts what stands in `before` in front of the word that was just read, when the word goes on in
+  // the state that it left; else writes it.
+  void join(std::string before) {
+    const bool continues = isShifted_ && continuesShifted(bytes_);
+    isShifted_ = endsShifted(bytes_, continues);
+    before.swap(bytes_);
+    if (continues) {
+      bytes_ += before;
+      return;
+    }
+    if (!bytes_.empty()) {
+      flush();
+      hasBytes_ = true;
+    }
+    bytes_ = std::move(before);
+  }
+
+  // RFC 1468: ESC $ leads into the two-byte sets, ESC ( out of them. True when no word may end
+  // there and this one does.
+  static bool endsShifted(std::string_view bytes, bool shifted) {
+    const std::size_t escape = bytes.rfind('\x1B');
+    return escape == std::string_view::npos ? shifted : bytes.substr(escape + 1, 1) == "$";
+  }
+
+  // Some senders divide the encoded text without regard to its state. A word that leads out of a
+  // two-byte set without having led into one is the rest of the word before, and so is one of
+  // nothing but pairs, kana among them.
+  static bool continuesShifted(std::string_view bytes) {
+    const std::size_t escape = bytes.find('\x1B');
+    if (escape != std::string_view::npos) {
+      return escape > 0 && bytes.substr(escape + 1, 1) == "(";
+    }
+    bool kana = false;
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+      if (bytes[i] <= ' ' || bytes[i] >= 0x7F) {
+        return false;
+      }
+      kana = kana || (i % 2 == 0 && (bytes[i] == '$' || bytes[i] == '%'));
+    }
+    return kana && bytes.size() % 2 == 0;
   }
 
   void addQ(std::string_view text) {
@@ -362,6 +414,8 @@ class Decoder {
   std::string_view charset_;
   std::string bytes_;
   std::string carry_;
+  // The last word ended inside of a two-byte set.
+  bool isShifted_ = false;
 };
 
 // What it takes to decode a value.

@@ -49,6 +49,12 @@ TEST(EncodedWord, JoinsCharactersSplitOverWords) {
       {"=?utf-8?B?0J/RgNC40?= =?utf-8?B?LLQtdGC?=", "Привет"},
       {"=?utf-8?B?0J/RgNC40L?= =?utf-8?B?LQtdGC?=", "Привет"},
       {"=?iso-2022-jp?B?GyRCJDMbKEI=?= =?iso-2022-jp?B?GyRCJHMbKEI=?=", "こん"},
+      // Cut without regard to the state of the charset.
+      {"=?iso-2022-jp?B?GyRCJDMkcw==?= =?iso-2022-jp?B?JEskQSRPGyhC?=", "こんにちは"},
+      {"=?iso-2022-jp?B?GyRCJDM=?= =?iso-2022-jp?B?JHMkSyRB?= =?iso-2022-jp?B?JE8bKEI=?= x",
+       "こんにちは x"},
+      // Not ended, and not cut.
+      {"=?iso-2022-jp?B?GyRCJDMkcw==?= =?iso-2022-jp?Q?Hello?=", "こんHello"},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(decodeWords(c.raw), c.text) << c.raw;
