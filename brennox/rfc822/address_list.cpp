@@ -19,6 +19,8 @@ namespace {
 constexpr std::size_t kMaxMailboxes = 50'000;
 // Parts of a display name that bare commas may divide: "Doe, John, Dr." has three.
 constexpr std::size_t kMaxNameParts = 4;
+constexpr char kEscape = '\x1B';
+constexpr std::string_view kLeadOut = "\x1B(";
 
 enum class TokenKind : std::uint8_t { kWord, kQuoted, kComment, kAt, kAngle };
 
@@ -153,10 +155,28 @@ class ListParser {
         ++i;
       } else if (rest[i] == '"') {
         return i;
+      } else if (rest[i] == kEscape) {
+        i += shiftedLength(rest.substr(i)) - 1;
       }
     }
     noMoreQuotes_ = true;
     return std::string_view::npos;
+  }
+
+  // The length of text in ISO-2022-JP or one of its kin that nobody encoded: from the escape that
+  // leads into a two-byte set, at which `rest` starts, behind the one that leads out of it. The
+  // bytes between look like any punctuation. 1 when it is none.
+  std::size_t shiftedLength(std::string_view rest) {
+    if (rest.size() < 2 || rest[1] != '$' || noMoreShifts_) {
+      return 1;
+    }
+    const std::size_t end = rest.find(kLeadOut);
+    if (end == std::string_view::npos) {
+      noMoreShifts_ = true;
+      return 1;
+    }
+    // The set's letter follows.
+    return std::min(end + kLeadOut.size() + 1, rest.size());
   }
 
   void quoted() {
@@ -178,6 +198,8 @@ class ListParser {
         in_.skip(length);
       } else if (in_.peek() == '[') {
         domainLiteral();
+      } else if (in_.peek() == kEscape) {
+        in_.skip(shiftedLength(in_.rest()));
       } else {
         in_.skip();
       }
@@ -261,6 +283,14 @@ class ListParser {
   // Without quoted pairs and line ends.
   static void appendUnquoted(std::string_view text, std::string& out) {
     for (std::size_t i = 0; i < text.size(); ++i) {
+      if (text[i] == kEscape && i + 1 < text.size() && text[i + 1] == '$') {
+        const std::size_t end = std::min(text.find(kLeadOut, i), text.size());
+        out += text.substr(i, end - i);
+        i = end;
+        if (i == text.size()) {
+          return;
+        }
+      }
       if (text[i] == '\\' && i + 1 < text.size()) {
         ++i;
       }
@@ -570,6 +600,7 @@ class ListParser {
   bool blank_ = false;
   bool hasAddress_ = false;  // among the tokens
   bool noMoreQuotes_ = false;
+  bool noMoreShifts_ = false;
   bool noMoreCloses_ = false;
   bool flatComments_ = false;
 };

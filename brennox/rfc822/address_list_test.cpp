@@ -115,6 +115,10 @@ TEST(AddressList, DecodesNames) {
     EXPECT_EQ(parsed(c.raw), c.mailboxes) << c.raw;
   }
   EXPECT_EQ(parsed("\xF0\xD2\xC9 <j@x>", "koi8-r"), "При|j@x");
+  // The two-byte characters have brackets, commas and quotes for bytes.
+  EXPECT_EQ(parsed("\x1B$B$3$s\x1B(B <j@x>, \"\x1B$B\"(\\<%,\x1B(B x\" <k@y>"),
+            "こん|j@x ※楴ガ x|k@y");
+  EXPECT_EQ(parsed("\x1B$B$3$s <j@x>"), "こん|j@x");
   EXPECT_EQ(parsed("=?utf-8?Q?a?= <j@x>", "", EncodedWords::kKeep), "=?utf-8?Q?a?=|j@x");
 }
 

@@ -9,6 +9,7 @@
 
 #include "rfc822/cursor.h"
 #include "text/ascii.h"
+#include "text/encoded_word.h"
 
 namespace brennox::rfc822 {
 namespace {
@@ -291,6 +292,10 @@ void appendTwoDigits(long long value, std::string& out) {
 }  // namespace
 
 std::time_t parseDate(std::string_view text) {
+  if (text.find("=?") != std::string_view::npos) {
+    // Some programs encode whatever they write.
+    return DateParser(text::decodeWords(text)).parse();
+  }
   return DateParser(text).parse();
 }
 

@@ -258,8 +258,22 @@ Parameter joined(const std::vector<const Segment*>& segments, std::string_view r
   return parameter;
 }
 
+// True for utf-8''a%20b: RFC 2231 form without the asterisk that announces it.
+bool looksExtended(std::string_view value) {
+  const std::size_t first = value.find('\'');
+  const std::size_t second = first == std::string_view::npos ? first : value.find('\'', first + 1);
+  return second != std::string_view::npos && first > 0 &&
+         value.find('%', second) != std::string_view::npos &&
+         std::all_of(value.begin(), value.end(), [](char c) { return c > ' ' && c < 0x7F; }) &&
+         text::isKnownCharset(value.substr(0, first));
+}
+
 // A value that is text and nothing more. Blanks at its ends may be meant.
 Parameter plain(Segment segment, std::string_view rawCharset) {
+  if (mayHaveBlanks(segment.name) && looksExtended(segment.value)) {
+    segment.extended = true;
+    return joined({&segment}, rawCharset);
+  }
   Parameter parameter;
   parameter.name = std::move(segment.name);
   if (!text::needsEncodedWords(segment.value)) {

@@ -96,6 +96,10 @@ TEST(Parameters, DecodeWhatShouldNotBeThere) {
       {"a/b; name*0=\"=?utf-8?Q?=D0\"; name*1=\"=9F?=\"", "a/b;name=П"},
       {"a/b; name=\"\xD0\x9F.txt\"", "a/b;name=П.txt"},
       {"a/b; name=\"caf\xE9.txt\"", "a/b;name=café.txt"},
+      // RFC 2231 form without its asterisk.
+      {"a/b; name=\"utf-8''caf%C3%A9%20x.txt\"", "a/b;name=café x.txt"},
+      {"a/b; name=\"it''s 50%25.txt\"", "a/b;name=it''s 50%25.txt"},
+      {"a/b; name=\"a'b'c%20d\"", "a/b;name=a'b'c%20d"},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(parsed(c.raw), c.result) << c.raw;
