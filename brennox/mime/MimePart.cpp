@@ -48,9 +48,18 @@ String* typeString(std::string_view type) {
   return String::uniquedStringWithText(type);
 }
 
-// A message whose lines end with CR alone, as old Macintosh programs saved them.
-Ref<Data> withLineFeeds(Data* data) {
+bool isUtf16(std::string_view bytes) {
+  return bytes.substr(0, 2) == "\xFF\xFE" || bytes.substr(0, 2) == "\xFE\xFF";
+}
+
+// A message as the parser reads it. Editors have saved some as UTF-16; and the lines of some end
+// with CR alone, as old Macintosh programs had it.
+Ref<Data> readable(Data* data) {
   const std::string_view bytes = data->view();
+  if (isUtf16(bytes)) {
+    const std::string text = text::decodeText(bytes, {});
+    return make<Data>(text.data(), text.size());
+  }
   if (bytes.empty() || std::memchr(bytes.data(), '\n', bytes.size()) != nullptr ||
       std::memchr(bytes.data(), '\r', bytes.size()) == nullptr) {
     return data;
@@ -140,7 +149,9 @@ bool mayHoldFiles(std::string_view text) {
 
 }  // namespace
 
-Source::Source(Data* data, unsigned int depth) : Source(withLineFeeds(data), depth) {}
+Source::Source(Data* data, unsigned int depth) : Source(readable(data), depth) {
+  isRecoded_ = isUtf16(data->view());
+}
 
 Source::Source(Ref<Data> data, unsigned int depth)
     : Source(data, scanEntities(data->view(), depth)) {}
@@ -404,7 +415,7 @@ void MimePart::lookInside() {
   }
   const std::string_view type = mimeType()->view();
   if (type.substr(0, 10) == "multipart/") {
-    if (encoding_ != TransferEncoding::Identity && encodings_ < kMaxEncodings) {
+    if (encodings_ < kMaxEncodings) {
       openMultipart();
     }
     if (partType() == PartType::Single) {
@@ -437,9 +448,13 @@ void MimePart::openMessage() {
   setPartType(PartType::Message);
 }
 
-// A multipart in a transfer encoding: forbidden, and seen.
+// A multipart in a transfer encoding: forbidden, and seen. Or one whose boundary is nowhere in it:
+// without the parameter one may be found.
 void MimePart::openMultipart() {
-  const std::string head = "Content-Type:" + std::string(entity().contentType) + "\n\n";
+  const bool encoded = encoding_ != TransferEncoding::Identity;
+  const std::string head =
+      "Content-Type:" +
+      (encoded ? std::string(entity().contentType) : std::string(mimeType()->view())) + "\n\n";
   Ref<Block> block = decodeBody(rawBody(), encoding_, head.size());
   std::memcpy(block->bytes(), head.data(), head.size());
   Ref<Source> inside = make<Source>(make<Data>(std::move(block)).get(), depth_);
@@ -663,8 +678,13 @@ String* MimePart::decodedString() {
   }
   std::string_view bytes = content->view();
   std::string_view declared = brennox::textOf(charset());
-  // Everybody's default says nothing about what the text is in.
-  if (isUsAscii(declared) || !text::isKnownCharset(declared)) {
+  if (source_ && source_->isRecoded() && encoding_ == TransferEncoding::Identity && !hasContent_) {
+    declared = "utf-8";
+  }
+  // Everybody's default says nothing about what the text is in; nor does what the text proves
+  // wrong.
+  if (isUsAscii(declared) || !text::isKnownCharset(declared) ||
+      (text::isUtf8Name(declared) && text::isForeignToUtf8(bytes))) {
     declared = {};
   }
   std::string found;

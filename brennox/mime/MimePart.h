@@ -25,6 +25,8 @@ class Source : public Object {
   const Entity& entity(std::uint32_t index) const { return entities_[index]; }
   Data* data() const { return data_.get(); }
   std::string_view bytes() const { return data_->view(); }
+  // The whole message came as UTF-16: what its parts say of their charset is no longer so.
+  bool isRecoded() const { return isRecoded_; }
   // Some leaf is text that can be a body.
   bool hasText() const { return hasText_; }
   // The charset of the first text, declared or detected: the best guess for raw 8-bit header
@@ -38,6 +40,7 @@ class Source : public Object {
 
   Ref<Data> data_;
   std::vector<Entity> entities_;
+  bool isRecoded_ = false;
   bool hasText_ = false;
   bool hintFound_ = false;
   bool wordFound_ = false;

@@ -4,7 +4,9 @@
 
 #include <brennox/Array.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <optional>
 
 namespace brennox::mime {
@@ -36,6 +38,20 @@ bool isSecondaryText(AbstractPart* part) {
   const std::string_view type = textOf(part->mimeType());
   return type == "text/x-amp-html" || type == "text/watch-html" || type == "text/enriched" ||
          type == "text/richtext";
+}
+
+// RFC 2046 section 4.1.4: a text in a form that is not known is shown as it stands. But for those
+// that say nothing to a reader.
+bool isReadableText(AbstractPart* part) {
+  const std::string_view type = textOf(part->mimeType());
+  if (type.substr(0, 5) != "text/") {
+    return false;
+  }
+  static constexpr std::string_view kData[] = {
+      "calendar",   "vcard",      "x-vcard",    "directory", "csv",  "tab-separated-values",
+      "rtf",        "css",        "xml",        "xsl",       "json", "rfc822-headers",
+      "javascript", "ecmascript", "x-amp-html", "watch-html"};
+  return std::find(std::begin(kData), std::end(kData), type.substr(5)) == std::end(kData);
 }
 
 bool has(const String* text) {
@@ -141,6 +157,9 @@ class Walk {
       AbstractPart* const child = frame.children->at<AbstractPart>(index);
       enter(child, placeOf(frame, child, index));
     }
+    if (bodies_.empty() && readable_ != nullptr) {
+      bodies_.push_back({{readable_}, {readable_}});
+    }
     sorting_.bodies = std::move(bodies_);
     return std::move(sorting_);
   }
@@ -190,7 +209,13 @@ class Walk {
     }
     if (part->partType() == PartType::Single && isBody(part, place)) {
       bodies_.push_back({{part}, {part}});
-    } else if (place == Place::Alternative && isSecondaryText(part)) {
+      return;
+    }
+    if (readable_ == nullptr && part->partType() == PartType::Single && isReadableText(part) &&
+        !part->isAttachment() && !has(part->filename())) {
+      readable_ = part;
+    }
+    if (place == Place::Alternative && isSecondaryText(part)) {
       return;
     } else if (isInlined(part, place)) {
       sorting_.inlined.push_back(part);
@@ -237,6 +262,8 @@ class Walk {
 
   const CidReferences* references_;
   Sorting sorting_;
+  // What is shown where there is no body; it stays among the attachments.
+  AbstractPart* readable_ = nullptr;
   Bodies bodies_;
   std::vector<Frame> frames_;
 };

@@ -253,6 +253,14 @@ class Scan {
       readEntity();
     }
     closeDownTo(kNoEntity, end_);
+    for (const Closing& closing : closedEmpty_) {
+      Entity& entity = entities_[closing.entity];
+      // What stands before the line is shown, without it; unless it is the line that is wrong.
+      if (entity.firstChild == kNoEntity && closing.next <= entity.end &&
+          std::all_of(base_ + closing.next, base_ + entity.end, isSpace)) {
+        entity.end = std::max(closing.line, entity.body);
+      }
+    }
     for (Entity& entity : entities_) {
       if (entity.kind == EntityKind::Multipart && entity.firstChild == kNoEntity) {
         entity.kind = EntityKind::Leaf;
@@ -319,10 +327,29 @@ class Scan {
       current().header = offset(at_);
       return;
     }
-    if (p > at_ && fieldNameLength(p, lineEnd(p)) > 0) {
+    if (p > at_ && startsHeader(p)) {
       at_ = p;
     }
     current().header = offset(at_);
+  }
+
+  // Behind empty lines a header is one only with a field that tells: "Note: the text starts here".
+  bool startsHeader(const char* line) const {
+    const char* const limit =
+        line + std::min(kGarbageWindow, static_cast<std::size_t>(end_ - line));
+    const char* p = line;
+    while (p < limit) {
+      const char* const lf = lineEnd(p);
+      const std::size_t name = fieldNameLength(p, lf);
+      if (isTellingField(std::string_view(p, name))) {
+        return true;
+      }
+      if (name == 0 && (p == line || !isBlank(*p))) {
+        return false;
+      }
+      p = nextLine(lf);
+    }
+    return false;
   }
 
   // Reads the header of the current entity and, where it is an embedded message, that of the
@@ -605,6 +632,9 @@ class Scan {
       }
       closeDownTo(match.entity, bodyEnd);
       if (match.closes) {
+        if (entities_[match.entity].firstChild == kNoEntity) {
+          closedEmpty_.push_back({match.entity, offset(bodyEnd), offset(match.next)});
+        }
         while (!boundaries_.empty() && boundaries_.innermost() == match.entity) {
           boundaries_.pop();
         }
@@ -640,6 +670,14 @@ class Scan {
   std::vector<std::uint32_t> lastChild_;
   OpenBoundaries boundaries_;
   std::uint32_t current_ = kNoEntity;
+  // Multiparts that ended before their first part, and where: the end of what stands before the
+  // closing line, and the line after it.
+  struct Closing {
+    std::uint32_t entity;
+    std::size_t line;
+    std::size_t next;
+  };
+  std::vector<Closing> closedEmpty_;
   // The header that was read last ended where a part without a boundary line starts.
   bool impliedPart_ = false;
   bool typeWasRepeated_ = false;
