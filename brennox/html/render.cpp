@@ -43,6 +43,8 @@ namespace {
 
 // Messages inside messages that are shown; deeper ones are listed as attachments.
 constexpr std::size_t kMaxEmbedded = 16;
+// And beside each other: a digest of more is listed from there on.
+constexpr std::size_t kMaxEmbeddedInAll = 1000;
 // Pictures may be referred to many times. All copies together come to no more than this, or to
 // twice the pictures themselves.
 constexpr std::size_t kPictureFloor = std::size_t{8} << 20;
@@ -383,7 +385,8 @@ class HtmlRenderer {
     source_.prefetch(pictures);
     for (AbstractPart* attachment : message.sorting().attachments) {
       if (attachment->partType() == PartType::Message && attachment->mainPart() != nullptr &&
-          depth < kMaxEmbedded) {
+          depth < kMaxEmbedded && embedded_ < kMaxEmbeddedInAll) {
+        ++embedded_;
         frame.embedded.push_back(attachment);
       } else if (!mayBePicture(attachment) || !picture(attachment, frame)) {
         row(attachment, frame);
@@ -436,6 +439,7 @@ class HtmlRenderer {
   HTMLRendererTemplateCallback* templates_;
   // Parts rendered so far, in the whole rendering.
   std::size_t parts_ = 0;
+  std::size_t embedded_ = 0;
 };
 
 // Without the empty lines at the end.

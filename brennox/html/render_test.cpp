@@ -11,6 +11,7 @@
 #include <map>
 
 #include "html/reparse_for_test.h"
+#include "mime/MimePart.h"
 #include "text/base64.h"
 
 namespace brennox::html {
@@ -265,6 +266,22 @@ TEST_F(Render, MessagesInsideMessagesEndSomewhere) {
   const std::string result = html(content);
   EXPECT_EQ(reparsed(reparsed(result)), reparsed(result));
   EXPECT_FALSE(contains(result, "innermost"));
+}
+
+TEST_F(Render, MessagesBesideMessagesEndSomewhere) {
+  std::string mail = "Content-Type: multipart/digest; boundary=b\n\n";
+  for (int i = 0; i < 1500; ++i) {
+    mail += "--b\n\nSubject: s\n\nWORD\n";
+  }
+  const Ref<mime::MimePart> root =
+      mime::MimePart::parse(Data::dataWithBytes(mail.data(), static_cast<unsigned>(mail.size())));
+  const std::string result = html(root.get());
+  std::size_t count = 0;
+  for (std::size_t at = result.find("WORD"); at != std::string::npos;
+       at = result.find("WORD", at + 1)) {
+    ++count;
+  }
+  EXPECT_EQ(count, 1000U);
 }
 
 TEST_F(Render, PlainTextPrefersTheSendersOwn) {
