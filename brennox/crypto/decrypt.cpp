@@ -219,8 +219,7 @@ class Opening {
         return DecryptStatus::kNoGost;
       }
       if (!isGostCipher(cipher_->family) ||
-          !isGostTransportSound(gostCipherOf(cipher_->family), recipient.algorithm,
-                                recipient.wrappedKey)) {
+          !isGostTransportSound(recipient.algorithm, recipient.wrappedKey)) {
         return DecryptStatus::kMalformed;
       }
     }

@@ -97,17 +97,14 @@ bool areGostParametersSound(GostCipher cipher, std::string_view parameters) {
   return hasOctets(octets, cipher == GostCipher::kMagma ? 12 : 16) && fields.atEnd();
 }
 
-bool isGostTransportSound(GostCipher cipher, const std::string& oid, std::string_view wrappedKey) {
-  switch (cipher) {
-    case GostCipher::k28147:
-      return isGostOid(oid) && oid != kMagmaExport && oid != kKuznyechikExport &&
-             isTransportOf28147(wrappedKey);
-    case GostCipher::kMagma:
-      return oid == kMagmaExport && isKeyExport(wrappedKey, 8);
-    case GostCipher::kKuznyechik:
-      return oid == kKuznyechikExport && isKeyExport(wrappedKey, 16);
+bool isGostTransportSound(const std::string& oid, std::string_view wrappedKey) {
+  if (oid == kMagmaExport) {
+    return isKeyExport(wrappedKey, 8);
   }
-  return false;
+  if (oid == kKuznyechikExport) {
+    return isKeyExport(wrappedKey, 16);
+  }
+  return isGostOid(oid) && isTransportOf28147(wrappedKey);
 }
 
 }  // namespace brennox::crypto

@@ -13,7 +13,8 @@ enum class GostCipher { k28147, kMagma, kKuznyechik };
 // The parameters of a content cipher, as a whole value.
 bool areGostParametersSound(GostCipher cipher, std::string_view parameters);
 
-// The wrapped content key of a key transport with the algorithm `oid`, for content in `cipher`.
-bool isGostTransportSound(GostCipher cipher, const std::string& oid, std::string_view wrappedKey);
+// The wrapped content key of a key transport with the algorithm `oid`, which need not be of the
+// content cipher's kind.
+bool isGostTransportSound(const std::string& oid, std::string_view wrappedKey);
 
 }  // namespace brennox::crypto

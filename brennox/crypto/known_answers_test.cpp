@@ -2,8 +2,15 @@
 #include <gtest/gtest.h>
 #include <openssl/objects.h>
 
+#include <fstream>
+#include <iterator>
+
+#include "core/fixtures_for_test.h"
 #include "crypto/engine.h"
 #include "crypto/openssl.h"
+#include "crypto/people_for_tests.h"
+#include "crypto/verify.h"
+#include "text/base64.h"
 
 namespace brennox::crypto {
 namespace {
@@ -199,6 +206,74 @@ TEST(KnownAnswers, SignatureOf256Bits) {
   EXPECT_TRUE(verifies(key.get(), digest, signature));
   signature[0] = static_cast<char>(signature[0] ^ 1);
   EXPECT_FALSE(verifies(key.get(), digest, signature));
+}
+
+// GOST R 34.10-2012 appendix A.2: the same with 512 bits.
+TEST(KnownAnswers, SignatureOf512Bits) {
+  ASSERT_TRUE(isGostAvailable());
+  const KeyHandle key(
+      publicKey(NID_id_GostR3410_2012_512, NID_id_tc26_gost_3410_2012_512_paramSetTest,
+                NID_id_GostR3411_2012_512,
+                "115dc5bc96760c7b48598d8ab9e740d4c4a85a65be33c1815b5c320c854621dd"
+                "5a515856d13314af69bc5b924c8b4ddff75c45415c1d9dd9dd33612cd530efe1",
+                "37c7c90cd40b0f5621dc3ac1b751cfa0e2634fa0503b3d52639f5d7fb72afd61"
+                "ea199441d943ffe7f0c70a2759a3cdb84c114e1f9339fdf27f35eca93677beec"));
+  ASSERT_TRUE(key);
+  const std::string number = fromHex(
+      "3754f3cfacc9e0615c4f4a7c4d8dab531b09b6f9c170c533a71d147035b0c591"
+      "7184ee536593f4414339976c647c5d5a407adedb1d560c4fc6777d2972075b8c");
+  const std::string digest(number.rbegin(), number.rend());
+  std::string signature = fromHex(
+      "1081b394696ffe8e6585e7a9362d26b6325f56778aadbc081c0bfbe933d52ff5"
+      "823ce288e8c4f362526080df7f70ce406a6eeb1f56919cb92a9853bde73e5b4a"
+      "2f86fa60a081091a23dd795e1e3c689ee512a3c82ee0dcc2643c78eea8fcacd3"
+      "5492558486b20f1c9ec197c90699850260c93bcbcd9c5c3317e19344e173ae36");
+  EXPECT_TRUE(verifies(key.get(), digest, signature));
+  for (const std::size_t octet : {0, 63, 64, 127}) {
+    std::string wrong = signature;
+    wrong[octet] = static_cast<char>(wrong[octet] ^ 1);
+    EXPECT_FALSE(verifies(key.get(), digest, wrong)) << octet;
+  }
+}
+
+// The examples of R 1323565.1.025-2019: messages that somebody else signed, through all of our own
+// verification. Their authority is none by its extensions, so that the signer is trusted directly.
+TEST(KnownAnswers, SignedMessages) {
+  ASSERT_TRUE(isGostAvailable());
+  struct Row {
+    const char* file;
+    const char* signatureAlgorithm;
+    const char* digestAlgorithm;
+  };
+  const Row rows[] = {
+      {"tc26-signed_a111.eml", "GOST R 34.10-2012 512", "GOST R 34.11-2012 512"},
+      {"tc26-signed_a121.eml", "GOST R 34.10-2012 256", "GOST R 34.11-2012 256"},
+  };
+  for (const Row& row : rows) {
+    std::ifstream in(fixturePath(std::string("smime/") + row.file), std::ios::binary);
+    const std::string mail{std::istreambuf_iterator<char>(in), {}};
+    std::string cms = text::base64Decode(std::string_view(mail).substr(mail.find("\r\n\r\n")));
+    const auto* der = reinterpret_cast<const unsigned char*>(cms.data());
+    const CmsHandle parsed(d2i_CMS_ContentInfo(nullptr, &der, static_cast<long>(cms.size())));
+    ASSERT_TRUE(parsed) << row.file;
+    const CertStackHandle certificates(CMS_get1_certs(parsed.get()));
+    ASSERT_EQ(sk_X509_num(certificates.get()), 1);
+    Trust trust;
+    trust.anchors.reset(X509_STORE_new());
+    X509_STORE_add_cert(trust.anchors.get(), sk_X509_value(certificates.get(), 0));
+    X509_STORE_set_flags(trust.anchors.get(), X509_V_FLAG_PARTIAL_CHAIN);
+    VerifySettings settings;
+    settings.now = testing::now();
+
+    const OpaqueSignature opened = verifyOpaque(cms, trust, settings);
+    EXPECT_TRUE(opened.signature.isGood) << row.file;
+    EXPECT_EQ(opened.signature.signatureAlgorithm, row.signatureAlgorithm);
+    EXPECT_EQ(opened.signature.digestAlgorithm, row.digestAlgorithm);
+    ASSERT_EQ(opened.content.size(), 1U);
+    const auto at = static_cast<std::size_t>(opened.content[0].data() - cms.data());
+    cms[at] = static_cast<char>(cms[at] ^ 1);
+    EXPECT_FALSE(verifyOpaque(cms, trust, settings).signature.isGood) << row.file;
+  }
 }
 
 }  // namespace

@@ -226,12 +226,13 @@ Tally run(const std::vector<std::string>& files) {
 TEST(Mutations, OfGostMailsAreSurvived) {
   TemporaryStore store;
   addKeys(store, {"grigory", "galina", "alice", "tc26-recipient256", "tc26-recipient512"});
-  const Tally tally = run({"enc-galina-kuznyechik-ctr-acpkm-omac.eml",
-                           "enc-galina-magma-ctr-acpkm.eml", "enc-grigory-magma-ctr-acpkm.eml",
-                           "enc-mixed-gost-rsa.eml", "hostile-fuzz-crash_1_2.eml",
-                           "hostile-fuzz-crash_1_271.eml", "hostile-fuzz-crash_1_8.eml",
-                           "sig-opaque-tampered-galina.eml", "sig-opaque-tampered-grigory.eml",
-                           "tc26-encrypted_keyagree_a221.eml", "tc26-encrypted_keytrans_a231.eml"});
+  const Tally tally = run(
+      {"enc-galina-kuznyechik-ctr-acpkm-omac.eml", "enc-galina-magma-ctr-acpkm.eml",
+       "enc-grigory-magma-ctr-acpkm.eml", "enc-mixed-gost-rsa.eml", "hostile-fuzz-crash_1_2.eml",
+       "hostile-fuzz-crash_1_271.eml", "hostile-fuzz-crash_1_8.eml",
+       "sig-opaque-tampered-galina.eml", "sig-opaque-tampered-grigory.eml",
+       "tc26-encrypted_keyagree_a221.eml", "tc26-encrypted_keytrans_a231.eml",
+       "tc26-encrypted_keytrans_a241.eml", "tc26-signed_a111.eml", "tc26-signed_a121.eml"});
   EXPECT_EQ(tally.mails, mutationCount());
   // Changes of the ciphertext of a cipher without authentication go unnoticed; if none did, nothing
   // would have got as far as the ciphers.
