@@ -12,6 +12,7 @@ const { reasonToSkip } = require('./harness.js');
 const { startScripted } = require('./scripted.js');
 const { mail, sendApart, sendAsync, sessionTo, trusting } = require('./smtp.helpers.js');
 
+const hasSharedOpenSSL = process.config.variables.node_shared_openssl ? 'this Node.js has no OpenSSL of its own' : false;
 const skip = reasonToSkip({ badtls: true }) || reasonToSkipGost();
 
 test('strict GOST mode', { skip }, async (t) => {
@@ -113,6 +114,22 @@ test('strict GOST mode', { skip }, async (t) => {
     } finally {
       await server.stop();
     }
+  });
+
+  // The module is then bound to the OpenSSL of Node.js, where the suites cannot work.
+  await t.test('in the wake of an addon that brings the system\'s OpenSSL it fails closed', { skip: hasSharedOpenSSL }, async () => {
+    const env = { NODE_OPTIONS: `--require=${path.join(process.env.BRENNOX_TEST_ADDONS, 'uses_libcrypto.node')}` };
+    for (const options of [[...certificate('gost256'), '-cipher', kSuites[0]],
+      [...certificate('gost256'), '-dcert', 'rsa.crt', '-dkey', 'rsa.key', '-cipher', 'ALL'], certificate('rsa')]) {
+      for (const settings of [{}, { checkCertificateEnabled: false }]) {
+        const result = await sendTo(options, settings, env);
+        assert.equal(result.code, 2, options.join(" "));
+        assert.equal(result.suite, null);
+        assert.doesNotMatch(result.output, /EHLO|MAIL/);
+      }
+    }
+    const ordinary = await sendTo(certificate('rsa'), { strictGost: false }, env);
+    assert.equal(ordinary.code, 0, 'and the others go on working');
   });
 
   await t.test('STARTTLS in strict mode: nothing but EHLO and STARTTLS goes out in clear', async () => {
