@@ -2,6 +2,11 @@
 #include <openssl/objects.h>
 #include <openssl/rsa.h>
 
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
 #include "crypto/algorithms.h"
 #include "crypto/decrypt.h"
 #include "crypto/encrypt.h"
@@ -399,6 +404,35 @@ TEST(Decryption, RefusesGostKeyAgreement) {
   cms.replace(at, agreement.size(), "\x06\x06\x2A\x85\x03\x02\x02\x60");
   EXPECT_EQ(decrypted(cms, ec).status, DecryptStatus::kUnsupportedRecipient);
   EXPECT_EQ(decrypted(cms, gost).status, DecryptStatus::kUnsupportedRecipient);
+}
+
+// Two threads meet where each opens its key: nothing is locked around a decryption.
+TEST(Decryption, OfSeveralMessagesGoesOnAtOnce) {
+  const Person& person = testing::person(Kind::kRsa);
+  const std::string cms = encrypted("secret", {&person});
+  std::mutex mutex;
+  std::condition_variable changed;
+  int present = 0;
+  bool hasMet = true;
+  std::vector<OwnCertificate> own;
+  own.push_back(person.own());
+  own[0].openKey = [&, open = own[0].openKey] {
+    std::unique_lock lock(mutex);
+    ++present;
+    changed.notify_all();
+    // Only waited for in full when the test fails.
+    hasMet =
+        changed.wait_for(lock, std::chrono::seconds(60), [&] { return present == 2; }) && hasMet;
+    return open();
+  };
+  const auto work = [&] {
+    EXPECT_EQ(decrypt(testing::blockOf(cms), own).status, DecryptStatus::kOpened);
+  };
+  std::thread first(work);
+  std::thread second(work);
+  first.join();
+  second.join();
+  EXPECT_TRUE(hasMet);
 }
 
 TEST(Decryption, HasATextForEachOutcome) {

@@ -5,17 +5,24 @@
 #include <brennox/AutoreleasePool.h>
 #include <brennox/MessageBuilder.h>
 #include <brennox/MessageHeader.h>
+#include <brennox/MessageParser.h>
 #include <brennox/String.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <fstream>
+#include <mutex>
+#include <set>
 #include <sstream>
+#include <thread>
 #include <vector>
 
 #include "core/fixtures_for_test.h"
 #include "crypto/encrypt.h"
 #include "crypto/people_for_tests.h"
 #include "crypto/sign.h"
+#include "crypto/store.h"
 #include "crypto/store_for_tests.h"
 #include "text/base64.h"
 
@@ -293,6 +300,70 @@ TEST(Protection, FailsAsAWhole) {
   other->setRecipientsCertificates(
       listOf({crypto::testing::person(Kind::kEc).certificatePem(), "nobody@example.org"}));
   EXPECT_THROW(other->data(), std::runtime_error);
+}
+
+// A place where two threads wait for each other. A lock around the work that leads there would keep
+// the second one away.
+class Meeting {
+ public:
+  void attend() {
+    std::unique_lock lock(mutex_);
+    present_.insert(std::this_thread::get_id());
+    changed_.notify_all();
+    hasMet_ =
+        hasMet_ && changed_.wait_for(lock, kPatience, [this] { return present_.size() == 2; });
+  }
+  bool hasMet() const { return hasMet_ && present_.size() == 2; }
+
+ private:
+  // Only waited for in full when the test fails.
+  static constexpr std::chrono::seconds kPatience{60};
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::set<std::thread::id> present_;
+  bool hasMet_ = true;
+};
+
+void parseOnTwoThreads(const std::string& mail, bool (MessageParser::*result)()) {
+  const auto work = [&] {
+    const AutoreleasePool pool;
+    MessageParser* const parser =
+        MessageParser::messageParserWithData(Data::dataWithBytes(mail.data(), mail.size()));
+    EXPECT_TRUE((parser->*result)());
+  };
+  std::thread first(work);
+  std::thread second(work);
+  first.join();
+  second.join();
+}
+
+std::string bytesOf(Data* data) {
+  return std::string(data->view());
+}
+
+Meeting* verifyMeeting = nullptr;
+
+TEST(Layers, OfSeveralMessagesAreVerifiedAtOnce) {
+  const AutoreleasePool pool;
+  const Person& person = crypto::testing::person(Kind::kEc);
+  TemporaryStore store;
+  store.add("trusted/ca.crt", crypto::testing::authority(Kind::kEc).certificatePem());
+  const Ref<MessageBuilder> built = builder();
+  built->setSigningCertificate(String::stringWithText(person.certificatePem() + person.keyPem()),
+                               nullptr);
+  const std::string mail = bytesOf(built->data());
+
+  // In the midst of verification, while the chain is built from the shared store.
+  Meeting meeting;
+  verifyMeeting = &meeting;
+  const auto contents = crypto::CertificateStore::contents();
+  X509_STORE_set_verify_cb(contents->trust.anchors.get(), [](int isGood, X509_STORE_CTX*) {
+    verifyMeeting->attend();
+    return isGood;
+  });
+  parseOnTwoThreads(mail, &MessageParser::VerifyResult);
+  EXPECT_TRUE(meeting.hasMet());
+  X509_STORE_set_verify_cb(contents->trust.anchors.get(), nullptr);
 }
 
 }  // namespace
