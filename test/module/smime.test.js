@@ -534,6 +534,30 @@ test('many imports at once, each with its own result', async () => {
   })));
 });
 
+// Nanoseconds of processor time of each thread but this one.
+function timesOfOthers() {
+  return new Map(fs.readdirSync('/proc/self/task').filter((thread) => thread !== String(process.pid))
+    .map((thread) => [thread, Number(fs.readFileSync(`/proc/self/task/${thread}/schedstat`, 'latin1').split(' ')[0])]));
+}
+
+const noThreadTimes = fs.existsSync('/proc/self/schedstat') ? false : 'the kernel does not count the time of threads';
+test('imports are spread over the worker threads', { skip: noThreadTimes }, async () => {
+  ownStore();
+  const b = builder();
+  b.addAttachments([new Attachment(crypto.randomBytes(3 << 20), 'large.bin')]);
+  b.SetSignerCert(both('alice'));
+  const mail = Buffer.from(b.data);
+  const one = (parser) => new Promise((resolve, reject) => parser.ImportAsync(mail, (error) => (error ? reject(error) : resolve())));
+  await one(new MessageParser());
+  const before = timesOfOthers();
+  const parsers = Array.from({ length: 32 }, () => new MessageParser());
+  await Promise.all(parsers.map(one));
+  assert.ok(parsers.every((parser) => parser.verifyResult));
+  // A mail takes several milliseconds of hashing.
+  const busy = [...timesOfOthers()].filter(([thread, time]) => time - (before.get(thread) ?? 0) > 2e6);
+  assert.ok(busy.length >= 2, `${busy.length} threads were busy`);
+});
+
 test('nothing is left in the temp folder', () => {
   ownStore('bob');
   const temp = path.join(folder, 'temp');
