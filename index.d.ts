@@ -437,7 +437,10 @@ declare namespace velkor_brennox2 {
     readonly decryptResult: boolean;
     /** "" when nothing was encrypted or all was opened, else why not. */
     readonly decryptMessage: string;
-    /** Where large intermediate results go; the system's folder by default. */
+    /**
+     * Where temporary files would go. There are none: messages are worked on in memory, which takes at most twice
+     * their size, and nothing decrypted is written to disk.
+     */
     SetTempFolder(path: string): void;
     /** Throws an Error "File was not imported" or "Error while reading message data". */
     Read(path: string): void;
@@ -534,7 +537,10 @@ declare namespace velkor_brennox2 {
     SetSignerCert(cert: string, second?: string): void;
     /** Encrypts for these certificates, each in one of the forms of `SetSignerCert`. */
     SetRecipientsCerts(list: string[]): void;
-    /** Where large intermediate results go; the system's folder by default. */
+    /**
+     * Where temporary files would go. There are none: messages are worked on in memory, which takes at most twice
+     * their size, and nothing decrypted is written to disk.
+     */
     SetTempFolder(path: string): void;
   }
 

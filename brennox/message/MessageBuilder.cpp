@@ -287,7 +287,6 @@ Data* MessageBuilder::data() {
   protection.signerSecond = state.signingSecond.get();
   protection.recipients = state.recipientsCertificates.get();
   protection.keyUsagePolicy = state.keyUsagePolicy.get();
-  protection.tempFolder = state.tempFolder.get();
   protection.sender = header->from() == nullptr ? nullptr : header->from()->mailbox();
 
   OutgoingEntity content =

@@ -21,7 +21,6 @@ struct Protection {
   String* signerSecond = nullptr;  // password or private key
   Array* recipients = nullptr;     // null or empty: do not encrypt
   String* keyUsagePolicy = nullptr;
-  String* tempFolder = nullptr;
   String* sender = nullptr;  // the mailbox of From
   // Everybody the message names, the sender included.
   std::vector<std::string> mailboxes;

@@ -558,17 +558,53 @@ test('imports are spread over the worker threads', { skip: noThreadTimes }, asyn
   assert.ok(busy.length >= 2, `${busy.length} threads were busy`);
 });
 
-test('nothing is left in the temp folder', () => {
+test('nothing is written to the temp folder: it need not even exist', () => {
   ownStore('bob');
   const temp = path.join(folder, 'temp');
   fs.mkdirSync(temp);
-  const b = builder();
-  b.SetTempFolder(temp);
-  b.SetSignerCert(both('alice'));
-  b.SetRecipientsCerts([pem('bob')]);
-  const parser = new MessageParser();
-  parser.SetTempFolder(temp);
-  parser.Import(Buffer.from(b.data));
-  assert.equal(parser.decryptResult, true);
-  assert.deepEqual(fs.readdirSync(temp), []);
+  for (const name of [temp, path.join(temp, 'missing')]) {
+    const b = builder();
+    b.SetTempFolder(name);
+    b.addAttachments([new Attachment(crypto.randomBytes(3 << 20), 'large.bin')]);
+    b.SetSignerCert(both('alice'));
+    b.SetRecipientsCerts([pem('bob')]);
+    const before = fs.statSync(temp).mtimeMs;
+    const parser = new MessageParser();
+    parser.SetTempFolder(name);
+    parser.Import(Buffer.from(b.data));
+    assert.equal(parser.decryptResult, true);
+    assert.deepEqual(fs.readdirSync(temp), []);
+    assert.equal(fs.statSync(temp).mtimeMs, before);
+  }
+});
+
+const noPeaks = /asan/.test(process.env.LD_PRELOAD ?? '') ? 'the sanitizer keeps freed memory'
+  : fs.existsSync('/proc/self/clear_refs') ? false : 'the kernel does not tell the peak';
+test('large mails take memory near their size', { skip: noPeaks }, () => {
+  ownStore('alice');
+  // How far the memory rises above what it was, in times of `size`.
+  const rise = (size, work) => {
+    const read = (name) => Number(new RegExp(`${name}:\\s+(\\d+)`).exec(fs.readFileSync('/proc/self/status', 'latin1'))[1]) * 1024;
+    fs.writeFileSync('/proc/self/clear_refs', '5');
+    const before = read('VmRSS');
+    work();
+    return (read('VmHWM') - before) / size;
+  };
+  const name = path.join(folder, 'large.eml');
+  const size = 64 << 20;
+  for (const [isEncrypted, limit] of [[false, 1.25], [true, 2]]) {
+    const b = builder({ from: 'alice@example.org' });
+    b.addAttachments([new Attachment(crypto.randomBytes((size / (isEncrypted ? 78 * 78 : 78)) * (isEncrypted ? 57 * 57 : 57) | 0), 'large.bin')]);
+    b.SetSignerCert(both('alice'));
+    if (isEncrypted) b.SetRecipientsCerts([pem('alice')]);
+    const building = rise(size, () => b.Write(name));
+    assert.ok(Math.abs(fs.statSync(name).size - size) < size / 50, 'the mail has the size');
+    const parser = new MessageParser();
+    const reading = rise(size, () => parser.Read(name));
+    assert.equal(parser.verifyResult, true);
+    assert.equal(parser.decryptResult, isEncrypted);
+    assert.ok(building < limit, `building: ${building}`);
+    assert.ok(reading < limit, `reading: ${reading}`);
+  }
+  fs.rmSync(name);
 });

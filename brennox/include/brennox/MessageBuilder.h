@@ -45,6 +45,7 @@ class BRENNOX_EXPORT MessageBuilder : public Object {
   virtual void setRecipientsCertificates(Array* certificates);
   virtual String* keyUsagePolicy();
   virtual void setKeyUsagePolicy(String* policy);
+  // Where temporary files would go. There are none.
   virtual String* getTempFolder();
   virtual void setTempFolder(String* path);
 

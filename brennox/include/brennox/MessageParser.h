@@ -24,8 +24,8 @@ class BRENNOX_EXPORT MessageParser : public Object {
   ~MessageParser() override;
 
   static MessageParser* messageParserWithData(Data* data);
-  // `tempFolder` (null: the system's), `doNotDecrypt` and `keyUsagePolicy` (null: none) govern
-  // S/MIME. Null only for null data.
+  // `doNotDecrypt` and `keyUsagePolicy` (null: none) govern S/MIME; `tempFolder` is kept for
+  // getTempFolder(). Null only for null data.
   static MessageParser* messageParserWithData(Data* data, String* tempFolder, bool doNotDecrypt,
                                               String* keyUsagePolicy);
   // Null when the file cannot be read.
@@ -52,6 +52,7 @@ class BRENNOX_EXPORT MessageParser : public Object {
   virtual void setDoNotDecrypt(bool doNotDecrypt);
   virtual String* keyUsagePolicy();
   virtual void setKeyUsagePolicy(String* policy);
+  // Where temporary files would go. There are none: what was decrypted never reaches a disk.
   virtual String* getTempFolder();
   virtual void setTempFolder(String* path);
 
