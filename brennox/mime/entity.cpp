@@ -134,6 +134,11 @@ std::vector<std::string> boundariesOf(std::string_view contentType) {
   if (!pieces.empty()) {
     add(std::move(pieces));
   }
+  // Some programs take apostrophes for quotes.
+  if (found.size() == 1 && found[0].size() > 2 && found[0].front() == '\'' &&
+      found[0].back() == '\'') {
+    found.push_back(found[0].substr(1, found[0].size() - 2));
+  }
   return found;
 }
 

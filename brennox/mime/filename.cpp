@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 
+#include "mime/mime_types.h"
 #include "text/ascii.h"
 
 namespace brennox::mime {
@@ -51,6 +54,23 @@ bool isPlain(char c) {
 
 bool isContinuation(char c) {
   return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
+
+// The endings of types that are written in lower case and have no more than one. Which of several
+// is usual, the table does not say.
+const std::unordered_map<std::string_view, std::string_view>& onlyEndings() {
+  static const auto* const endings = [] {
+    auto* const map = new std::unordered_map<std::string_view, std::string_view>;
+    for (std::size_t i = 0; i < kMimeTypesByExtensionCount; ++i) {
+      const std::string_view type = kMimeTypesByExtension[i].type;
+      const std::string_view ending = kMimeTypesByExtension[i].endings;
+      if (ending.find_first_of(" .") == std::string_view::npos) {
+        map->emplace(type, ending);
+      }
+    }
+    return map;
+  }();
+  return *endings;
 }
 
 // Cuts the stem, between characters, so that the whole fits.
@@ -102,7 +122,7 @@ std::string cleanFilename(std::string_view name) {
 }
 
 std::string makeFilename(std::string_view stem, std::string_view mimeType) {
-  static constexpr std::array<std::pair<std::string_view, std::string_view>, 34> kEndings = {{
+  static constexpr std::array<std::pair<std::string_view, std::string_view>, 54> kEndings = {{
       {"message/rfc822", ".eml"},
       {"message/global", ".eml"},
       {"message/delivery-status", ".txt"},
@@ -137,12 +157,36 @@ std::string makeFilename(std::string_view stem, std::string_view mimeType) {
       {"image/svg+xml", ".svg"},
       {"image/tiff", ".tif"},
       {"audio/mpeg", ".mp3"},
+      {"audio/mp4", ".m4a"},
+      {"audio/ogg", ".ogg"},
+      {"video/quicktime", ".mov"},
+      {"video/x-msvideo", ".avi"},
+      {"video/x-matroska", ".mkv"},
+      {"image/x-icon", ".ico"},
+      {"image/vnd.microsoft.icon", ".ico"},
+      {"image/x-ms-bmp", ".bmp"},
+      {"application/vnd.ms-excel", ".xls"},
+      {"application/vnd.ms-powerpoint", ".ppt"},
+      {"application/vnd.ms-outlook", ".msg"},
+      {"application/postscript", ".ps"},
+      {"application/javascript", ".js"},
+      {"application/xhtml+xml", ".xhtml"},
+      {"application/pgp-keys", ".asc"},
+      {"application/x-tar", ".tar"},
+      {"application/x-gzip", ".gz"},
+      {"application/x-zip-compressed", ".zip"},
+      {"application/x-7z-compressed", ".7z"},
+      {"application/octet-stream", ".bin"},
   }};
   std::string name(stem);
   for (const auto& [type, ending] : kEndings) {
     if (mimeType == type) {
       return name.append(ending);
     }
+  }
+  const auto found = onlyEndings().find(mimeType);
+  if (found != onlyEndings().end()) {
+    return name.append(".").append(found->second);
   }
   const std::size_t slash = mimeType.find('/');
   const std::string_view major = mimeType.substr(0, slash);

@@ -57,6 +57,12 @@ TEST(Filename, IsMadeFromTheType) {
   EXPECT_EQ(makeFilename("image-1", "image/png"), "image-1.png");
   EXPECT_EQ(makeFilename("image-1", "image/jpeg"), "image-1.jpg");
   EXPECT_EQ(makeFilename("x", "message/rfc822"), "x.eml");
+  EXPECT_EQ(makeFilename("x", "application/vnd.ms-excel"), "x.xls");
+  EXPECT_EQ(makeFilename("x", "application/vnd.oasis.opendocument.text"), "x.odt");
+  EXPECT_EQ(
+      makeFilename("x", "application/vnd.openxmlformats-officedocument.wordprocessingml.document"),
+      "x.docx");
+  EXPECT_EQ(makeFilename("x", "video/quicktime"), "x.mov");
   EXPECT_EQ(makeFilename("x", "text/x-unheard-of"), "x.txt");
   EXPECT_EQ(makeFilename("x", "application/x-unheard-of"), "x.bin");
   EXPECT_EQ(makeFilename("x", "image/../../x"), "x.bin");
