@@ -536,6 +536,7 @@ class Writer {
     // The next number of an ordered list; how much had been written before a link.
     std::size_t value = 0;
     bool isOrdered = false;
+    char firstLetter = 0;  // of an ordered list that has letters for numbers
     bool pushed = false;
     bool isFirstCell = true;
   };
@@ -568,6 +569,9 @@ class Writer {
         ++lists_;
         frame.isOrdered = node->v.element.tag == GUMBO_TAG_OL;
         frame.value = startOf(node);
+        if (const std::string_view type = valueOf(node, "type"); type == "a" || type == "A") {
+          frame.firstLetter = type[0];
+        }
         break;
       case Role::Item:
         item(node, frame);
@@ -655,6 +659,15 @@ class Writer {
     return value;
   }
 
+  // "7", or "g" where the list has letters and they suffice.
+  static std::string numberText(const Frame& list) {
+    constexpr std::size_t kLetters = 26;
+    const bool fits = list.value >= 1 && list.value <= kLetters;
+    return list.firstLetter == 0 || !fits
+               ? std::to_string(list.value)
+               : std::string(1, static_cast<char>(list.firstLetter + list.value - 1));
+  }
+
   void item(const GumboNode* node, Frame& frame) {
     lines_.breakLine(1);
     std::string marker = "* ";
@@ -670,7 +683,8 @@ class Writer {
             roles_[i].value = static_cast<std::size_t>(std::strtoul(value, nullptr, 10));
           }
         }
-        marker = std::to_string(roles_[i].value++) + ". ";
+        marker = numberText(roles_[i]) + ". ";
+        ++roles_[i].value;
       }
       break;
     }

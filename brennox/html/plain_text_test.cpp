@@ -75,6 +75,8 @@ TEST(HtmlToText, ListsNest) {
              {"<ol><li>a<ul><li>b</ul><li>c</ol>d", "1. a\n   * b\n2. c\n\nd"},
              {"<ol start=9><li>a<li>b<br>c</ol>", "9. a\n10. b\n    c"},
              {"<ol><li value=5>a<li>b</ol>", "5. a\n6. b"},
+             {"<ol type=a start=26><li>x<li>y</ol>", "z. x\n27. y"},
+             {"<ol type=A><li>x<li>y</ol>", "A. x\nB. y"},
              {"<ul><li><p>a</p><p>b</p></ul>", "* a\n\n  b"}});
 }
 
