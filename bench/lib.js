@@ -38,7 +38,7 @@ async function compare(title, contenders, { runs = 5 } = {}) {
   const medians = {};
   for (const [name, values] of Object.entries(times)) {
     medians[name] = median(values);
-    console.log(`  ${name.padEnd(28)} ${medians[name].toFixed(2).padStart(10)} ms   ${(medians[name] / base).toFixed(2)} x ${first}`);
+    console.log(`  ${name.padEnd(31)} ${medians[name].toFixed(2).padStart(10)} ms   ${(medians[name] / base).toFixed(2)} x ${first}`);
   }
   return medians;
 }
