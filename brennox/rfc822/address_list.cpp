@@ -295,7 +295,7 @@ class ListParser {
         ++i;
       }
       if (text[i] != '\r' && text[i] != '\n') {
-        out += text[i];
+        out += text[i] == '\t' ? ' ' : text[i];
       }
     }
   }

@@ -87,6 +87,7 @@ TEST(AddressList, PutsUpWithWhatSendersLeaveOut) {
       {"<>", ""},
       {"a@b@c", "|a@b@c"},
       {"j@x.y.", "|j@x.y."},
+      {"\"John\r\n\tDoe\" <j@x>", "John Doe|j@x"},
       {"John\r\n <j@x>,\r\n\tk@y", "John|j@x |k@y"},
       {",,;:@", ""},
       {"a@b, @ (John)", "|a@b"},

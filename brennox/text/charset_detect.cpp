@@ -55,6 +55,20 @@ HighBytes countHighBytes(std::string_view bytes) {
   return result;
 }
 
+// UTF-8 but for a last character that is not whole: fields and file names are cut at some length.
+bool isCutUtf8(std::string_view bytes) {
+  std::size_t cut = 1;
+  while (cut < bytes.size() && cut < 4 &&
+         (static_cast<unsigned char>(bytes[bytes.size() - cut]) & 0xC0) == 0x80) {
+    ++cut;
+  }
+  if (cut >= bytes.size() || utf8Length(bytes[bytes.size() - cut]) <= cut) {
+    return false;
+  }
+  const std::string_view whole = bytes.substr(0, bytes.size() - cut);
+  return !isAscii(whole) && isValidUtf8(whole);
+}
+
 // ISO-2022-JP and -KR announce themselves by escapes that no other text has.
 std::string_view detectEscapes(std::string_view bytes) {
   for (std::size_t at = bytes.find('\x1B'); at != std::string_view::npos;
@@ -212,6 +226,9 @@ std::string_view detectCharset(std::string_view bytes, std::string_view hint) {
     return escaped.empty() ? "us-ascii" : escaped;
   }
   if (isValidUtf8(bytes)) {
+    return "utf-8";
+  }
+  if (isCutUtf8(bytes)) {
     return "utf-8";
   }
   const std::string sample = sampleOf(bytes);

@@ -79,6 +79,20 @@ void appendUnfolded(std::string_view text, std::string& out) {
   }
 }
 
+// Without the blanks amid characters of UTF-8: some programs fold raw text at a number of bytes.
+std::string joinedCharacters(std::string_view text) {
+  std::string out;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool isAmid = text[i] == ' ' && i > 0 && i + 1 < text.size() &&
+                        static_cast<unsigned char>(text[i - 1]) >= 0x80 &&
+                        (static_cast<unsigned char>(text[i + 1]) & 0xC0) == 0x80;
+    if (!isAmid) {
+      out += text[i];
+    }
+  }
+  return out;
+}
+
 class Decoder {
  public:
   Decoder(std::string_view raw, std::string_view rawCharset, std::string& out)
@@ -128,7 +142,8 @@ class Decoder {
     } else {
       std::string unfolded;
       appendUnfolded(text, unfolded);
-      appendRaw(unfolded);
+      const std::string joined = isValidUtf8(unfolded) ? std::string() : joinedCharacters(unfolded);
+      appendRaw(isValidUtf8(joined) && !joined.empty() ? joined : unfolded);
     }
     if (std::memchr(text.data(), '\0', text.size()) != nullptr) {
       cleanControls(out_, from);

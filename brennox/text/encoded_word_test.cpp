@@ -105,6 +105,9 @@ TEST(EncodedWord, FoldingBecomesOneBlank) {
   EXPECT_EQ(decodeWords("a\r\n\tb"), "a b");
   EXPECT_EQ(decodeWords("a  b"), "a  b");
   EXPECT_EQ(decodeWords("a\r\n =?utf-8?Q?b?=\r\n c"), "a b c");
+  // Amid a character there was none.
+  EXPECT_EQ(decodeWords("\xD0\x9F\xD1\r\n \x80\xD0\xB8 x"), "При x");
+  EXPECT_EQ(decodeWords("\xD0\x9F\xD1\x80\xD0"), "Пр\uFFFD");
 }
 
 TEST(RawText, IsUtf8ElseTheGivenCharsetElseWindows) {
