@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "text/ascii.h"
+
 namespace brennox::html {
 namespace {
 
@@ -35,15 +37,13 @@ bool isDirectionMark(std::string_view sequence) {
          (second == 0x81 && third >= 0xA6 && third <= 0xA9);
 }
 
-// The run at the start of `text` of ASCII characters that need no thought.
-template <class Plain>
-std::size_t plainRun(std::string_view text, Plain isPlain) {
-  std::size_t length = 0;
-  while (length < text.size() && isPlain(text[length])) {
-    ++length;
-  }
-  return length;
-}
+// What needs no thought is copied in runs: these end one.
+constexpr text::CharacterSet kSpecialInText =
+    text::CharacterSet("&<>").withControls().withNonAscii();
+constexpr text::CharacterSet kSpecialInQuotes =
+    text::CharacterSet("&<>\"'`").withControls().withNonAscii();
+constexpr text::CharacterSet kSpecialInPlainText =
+    text::CharacterSet("").withControls().withNonAscii().without("\t\n");
 
 }  // namespace
 
@@ -84,10 +84,7 @@ namespace {
 template <bool kQuotes>
 void append(std::string_view text, std::string& out) {
   while (!text.empty()) {
-    const std::size_t run = plainRun(text, [](char c) {
-      return byte(c) < 0x7F && byte(c) >= 0x20 && c != '&' && c != '<' && c != '>' &&
-             (!kQuotes || (c != '"' && c != '\'' && c != '`'));
-    });
+    const std::size_t run = (kQuotes ? kSpecialInQuotes : kSpecialInText).runBefore(text);
     out.append(text.substr(0, run));
     text.remove_prefix(run);
     if (text.empty()) {
@@ -158,8 +155,7 @@ std::string cleanedText(std::string_view text) {
   std::string out;
   out.reserve(text.size());
   while (!text.empty()) {
-    const std::size_t run = plainRun(
-        text, [](char c) { return (byte(c) < 0x7F && byte(c) >= 0x20) || c == '\t' || c == '\n'; });
+    const std::size_t run = kSpecialInPlainText.runBefore(text);
     out.append(text.substr(0, run));
     text.remove_prefix(run);
     if (text.empty()) {

@@ -309,7 +309,7 @@ std::string MimePart::contentTypeParameter(std::string_view name) const {
 
 void MimePart::readFields() {
   std::string_view disposition;
-  rfc822::FieldScanner scanner(rawHeader(), true);
+  rfc822::FieldScanner scanner(entity().hasOtherFields ? rawHeader() : std::string_view(), true);
   rfc822::HeaderField field;
   std::string_view description;
   while (scanner.next(field)) {

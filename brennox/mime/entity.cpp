@@ -384,6 +384,7 @@ class Scan {
   // header; the cursor then stands on the line end before it, as nextBoundary() wants it.
   bool readHeader() {
     typeWasRepeated_ = false;
+    current().hasOtherFields = hasLoneReturns();
     const char* garbageUntil = nullptr;
     std::string_view* field = nullptr;
     std::string_view ignored;
@@ -399,8 +400,11 @@ class Scan {
         // A continuation; at the very start of a header there is nothing to continue.
         if (field != nullptr && field->data() != nullptr) {
           *field = std::string_view(field->data(), static_cast<std::size_t>(lf - field->data()));
-        } else if (field == nullptr && !headerGoesOn(line, garbageUntil)) {
-          return false;
+        } else if (field == nullptr) {
+          current().hasOtherFields = true;
+          if (!headerGoesOn(line, garbageUntil)) {
+            return false;
+          }
         }
         at_ = nextLine(lf);
         continue;
@@ -415,6 +419,7 @@ class Scan {
         return true;
       }
       if (name == 0) {
+        current().hasOtherFields = true;
         if (!headerGoesOn(line, garbageUntil)) {
           return false;
         }
@@ -440,6 +445,13 @@ class Scan {
     return false;
   }
 
+  // The header may have lines that end with CR alone. Other readers of it see more fields then.
+  bool hasLoneReturns() const {
+    const char* const lf = lineEnd(at_);
+    const void* const found = std::memchr(at_, '\r', static_cast<std::size_t>(lf - at_));
+    return lf == end_ || (found != nullptr && static_cast<const char*>(found) + 1 != lf);
+  }
+
   // A second Content-Type behind that of an inner multipart: the boundary line of its first part is
   // missing, and this field belongs to that part.
   bool startsPartWithoutBoundary(std::string_view name) {
@@ -455,13 +467,17 @@ class Scan {
   }
 
   std::string_view* fieldFor(std::string_view name) {
-    if (name.size() < 12 || text::toLower(name[0]) != 'c') {
+    if (text::toLower(name[0]) != 'c' || !text::startsWithIgnoringCase(name, "content-")) {
       return nullptr;
     }
     if (equalsIgnoringCase(name, "content-type")) {
       return &current().contentType;
     }
-    return equalsIgnoringCase(name, "content-transfer-encoding") ? &current().encoding : nullptr;
+    if (equalsIgnoringCase(name, "content-transfer-encoding")) {
+      return &current().encoding;
+    }
+    current().hasOtherFields = true;
+    return nullptr;
   }
 
   // "X-Some strange name: value" can only have been meant as a field.

@@ -35,6 +35,8 @@ struct Entity {
   // A multipart without any boundary line, one below the depth limit and an embedded message in an
   // encoding are leaves here.
   EntityKind kind = EntityKind::Leaf;
+  // The header may have other Content- fields.
+  bool hasOtherFields = false;
   // Has the type of a body that can be shown: plain text, HTML, or none given.
   bool isText = false;
   // multipart/digest, and a child of it: message/rfc822 unless its header says otherwise.

@@ -102,7 +102,8 @@ FieldId fieldId(std::string_view name) {
     return FieldId::kOther;
   }
   for (std::size_t i = kFirstOfLength[name.size()]; i < kFirstOfLength[name.size() + 1]; ++i) {
-    if (text::equalsIgnoringCase(name, kFields[i].name)) {
+    if (text::toLower(name.front()) == kFields[i].name.front() &&
+        text::equalsIgnoringCase(name, kFields[i].name)) {
       return kFields[i].id;
     }
   }

@@ -53,6 +53,21 @@ class CharacterSet {
     result.has_[0x7F] = true;
     return result;
   }
+  // The same with all bytes that are not ASCII.
+  constexpr CharacterSet withNonAscii() const noexcept {
+    CharacterSet result = *this;
+    for (std::size_t i = 0x80; i < result.has_.size(); ++i) {
+      result.has_[i] = true;
+    }
+    return result;
+  }
+  constexpr CharacterSet without(std::string_view characters) const noexcept {
+    CharacterSet result = *this;
+    for (const char c : characters) {
+      result.has_[static_cast<unsigned char>(c)] = false;
+    }
+    return result;
+  }
   constexpr bool has(char c) const noexcept { return has_[static_cast<unsigned char>(c)]; }
 
   // Where the first character of the set stands in `text`, from `start` on; npos without one.

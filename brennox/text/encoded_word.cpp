@@ -441,14 +441,15 @@ enum class Effort {
 };
 
 Effort effortFor(std::string_view raw) {
-  // All bytes, without a way out of the loop: the compiler then looks at many at a time.
-  unsigned int spaces = 0;
-  unsigned int others = 0;
+  // All bytes, without branches: the compiler then looks at many at a time.
+  unsigned char spaces = 0;
+  unsigned char others = 0;
   for (const char c : raw) {
     const auto byte = static_cast<unsigned char>(c);
-    const bool space = c == '\t' || c == '\r' || c == '\n';
-    spaces |= space ? 1 : 0;
-    others |= (byte < ' ' && !space) || byte >= 0x7F ? 1 : 0;
+    const bool space = (c == '\t') | (c == '\r') | (c == '\n');
+    const bool printable = (byte >= ' ') & (byte < 0x7F);
+    spaces = static_cast<unsigned char>(spaces | space);
+    others = static_cast<unsigned char>(others | !(space | printable));
   }
   if (others != 0 || raw.find("=?") != std::string_view::npos) {
     return Effort::kDecode;
