@@ -4,9 +4,11 @@
 
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <utility>
 
 #include "main/Arguments.h"
+#include "main/Utf16.h"
 
 namespace velkor {
 namespace {
@@ -27,11 +29,25 @@ bool IsAscii(std::string_view text) {
   return all < 0x80;
 }
 
+// Node-API's own decoder of UTF-8 looks at each byte twice. ASCII, as most texts are, needs none.
 Napi::Value ScriptString(Napi::Env env, std::string_view text) {
-  // ASCII, as most texts are, needs no decoder.
-  const auto create = IsAscii(text) ? napi_create_string_latin1 : napi_create_string_utf8;
   napi_value result = nullptr;
-  if (create(env, text.data(), text.size(), &result) != napi_ok) {
+  napi_status status = napi_ok;
+  if (IsAscii(text)) {
+    status = napi_create_string_latin1(env, text.data(), text.size(), &result);
+  } else {
+    constexpr std::size_t kOnStack = 512;
+    char16_t small[kOnStack];
+    std::unique_ptr<char16_t[]> large;
+    if (text.size() > kOnStack) {
+      large = std::make_unique_for_overwrite<char16_t[]>(text.size());
+    }
+    char16_t* const units = large ? large.get() : small;
+    const std::size_t length = ToUtf16(text, units);
+    status = length == kNotUtf8 ? napi_create_string_utf8(env, text.data(), text.size(), &result)
+                                : napi_create_string_utf16(env, units, length, &result);
+  }
+  if (status != napi_ok) {
     throw Napi::Error::New(env);
   }
   return {env, result};
