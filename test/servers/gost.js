@@ -40,14 +40,16 @@ function makeGostCertificates(folder) {
   }).join('');
 }
 
+// What a client's line is answered with: text, or a function of the match.
 const kReplies = [
   [/^EHLO/, '250 ready\r\n'], [/^(MAIL|RCPT)/, '250 fine\r\n'], [/^DATA/, '354 go on\r\n'], [/^\.\r?$/, '250 taken\r\n'],
   [/^QUIT/, '221 bye\r\n'],
 ];
 
-// A mail server behind `openssl s_server` with the given options; it takes one connection after another.
+// A mail server behind `openssl s_server` with the given options; it takes one connection after another. It speaks
+// SMTP unless it is given another greeting and other replies.
 // output() is what the command printed: the handshake's facts and what the client said.
-async function startGostServer(folder, options) {
+async function startGostServer(folder, options, { greeting = '220 ready ESMTP\r\n', replies = kReplies } = {}) {
   const port = await freePort();
   const child = spawn('openssl', ['s_server', '-engine', 'gost', '-accept', `127.0.0.1:${port}`, ...options],
       { cwd: folder, stdio: ['pipe', 'pipe', 'pipe'] });
@@ -68,9 +70,9 @@ async function startGostServer(folder, options) {
       const line = unread.slice(0, at);
       unread = unread.slice(at + 1);
       // The command reads our replies as soon as it has a connection; the greeting must wait for it.
-      if (/^CIPHER is /.test(line)) child.stdin.write('220 ready ESMTP\r\n');
-      const reply = kReplies.find(([pattern]) => pattern.test(line));
-      if (reply) child.stdin.write(reply[1]);
+      if (/^CIPHER is /.test(line)) child.stdin.write(greeting);
+      const row = replies.find(([pattern]) => pattern.test(line));
+      if (row) child.stdin.write(typeof row[1] === 'function' ? row[1](row[0].exec(line)) : row[1]);
     }
   });
   await ready;
