@@ -257,6 +257,77 @@ TEST(Decryption, RefusesAShortenedAuthenticationCode) {
   EXPECT_EQ(statusWith(""), DecryptStatus::kMalformed);
 }
 
+std::string unwrapped(const Person& person, std::string_view wrapped) {
+  using Context = std::unique_ptr<EVP_PKEY_CTX, OpenSslDeleter<&EVP_PKEY_CTX_free>>;
+  const Context context(EVP_PKEY_CTX_new(person.key(), nullptr));
+  std::string key(512, '\0');
+  std::size_t length = key.size();
+  EVP_PKEY_decrypt_init(context.get());
+  EXPECT_EQ(
+      EVP_PKEY_decrypt(context.get(), reinterpret_cast<unsigned char*>(key.data()), &length,
+                       reinterpret_cast<const unsigned char*>(wrapped.data()), wrapped.size()),
+      1);
+  key.resize(length);
+  return key;
+}
+
+// AES-256-GCM; the code of 16 octets is put behind the ciphertext.
+std::string encryptedWithCode(const std::string& key, std::string_view nonce,
+                              const std::string& associated, const std::string& content) {
+  using Context = std::unique_ptr<EVP_CIPHER_CTX, OpenSslDeleter<&EVP_CIPHER_CTX_free>>;
+  const Context context(EVP_CIPHER_CTX_new());
+  const auto octets = [](std::string_view text) {
+    return reinterpret_cast<const unsigned char*>(text.data());
+  };
+  std::string out(content.size() + 16, '\0');
+  auto* const to = reinterpret_cast<unsigned char*>(out.data());
+  int length = 0;
+  EVP_EncryptInit_ex(context.get(), EVP_aes_256_gcm(), nullptr, octets(key), octets(nonce));
+  EVP_EncryptUpdate(context.get(), nullptr, &length, octets(associated),
+                    static_cast<int>(associated.size()));
+  EVP_EncryptUpdate(context.get(), to, &length, octets(content), static_cast<int>(content.size()));
+  EVP_EncryptFinal_ex(context.get(), to + length, &length);
+  EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_AEAD_GET_TAG, 16, to + content.size());
+  return out;
+}
+
+// They are authenticated as a plain set, whatever their tag in the message (RFC 5083 section 2.2).
+TEST(Decryption, AuthenticatesAttributesToo) {
+  const Person& person = testing::person(Kind::kRsa);
+  const std::string content = "secret";
+  const std::string cms = encryptedWhole(person, EVP_aes_256_gcm(), content);
+  EnvelopedOutline outline;
+  ASSERT_TRUE(readEnveloped(cms, outline));
+  const std::string attribute =
+      derWrap(kDerSequence, derWrap(kDerObjectIdentifier, "\x2A\x03") +
+                                derWrap(kDerSet, derWrap(kDerOctetString, "said aloud")));
+  const std::string_view parameters =
+      DerReader(outline.algorithm.parameters).next(kDerSequence)->content;
+  const std::string_view nonce = DerReader(parameters).next(kDerOctetString)->content;
+  ASSERT_EQ(nonce.size(), 12U);
+  const std::string ciphertext =
+      encryptedWithCode(unwrapped(person, outline.recipients[0].wrappedKey), nonce,
+                        derWrap(kDerSet, attribute), content);
+  outline.content = {std::string_view(ciphertext).substr(0, content.size())};
+  const std::string code = derWrap(kDerOctetString, ciphertext.substr(content.size()));
+  const auto resultWith = [&](const std::string& attributes) {
+    return decrypted(madeLike(outline, outline.recipients[0].whole, attributes + code), person);
+  };
+  const DecryptResult good = resultWith(derWrap(derContext(1, true), attribute));
+  ASSERT_EQ(good.status, DecryptStatus::kOpened);
+  EXPECT_EQ(good.content->view(), content);
+  std::string other = attribute;
+  other.back() = 'D';
+  for (const std::string& attributes :
+       {std::string(), derWrap(derContext(1, true), ""), derWrap(derContext(1, true), other),
+        derWrap(derContext(1, true), attribute + attribute),
+        derWrap(derContext(2, true), attribute)}) {
+    const DecryptResult bad = resultWith(attributes);
+    EXPECT_EQ(bad.status, DecryptStatus::kFailed);
+    EXPECT_FALSE(bad.content);
+  }
+}
+
 TEST(Decryption, RefusesContentWhoseAuthenticationCodeWasTakenAway) {
   for (const char* const name : {"kuznyechik-ctr-acpkm-omac", "magma-ctr-acpkm-omac"}) {
     const Person& person = testing::person(Kind::kGost256);

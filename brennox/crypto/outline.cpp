@@ -310,7 +310,9 @@ std::string skeletonOf(const EnvelopedOutline& outline, const Recipient& recipie
   std::string body(outline.version);
   body += derWrap(kDerSet, recipient.whole);
   body += derWrap(kDerSequence, content);
-  body += outline.trailer;
+  // Some versions of OpenSSL authenticate the attributes by themselves, some do not.
+  body += outline.isAuthenticated ? derWrap(kDerOctetString, outline.authenticationCode)
+                                  : std::string(outline.trailer);
   return closeContentInfo(outline.isAuthenticated ? kAuthEnvelopedOid : kEnvelopedOid, body);
 }
 

@@ -80,7 +80,8 @@ bool readEnveloped(std::string_view cms, EnvelopedOutline& outline);
 
 // The message without its content, as a detached one.
 std::string skeletonOf(const SignedOutline& outline);
-// The same for an encrypted message, with `recipient` as the only one.
+// The same for an encrypted message, with `recipient` as the only one and without authenticated
+// attributes, which are left to the caller.
 std::string skeletonOf(const EnvelopedOutline& outline, const Recipient& recipient);
 
 }  // namespace brennox::crypto

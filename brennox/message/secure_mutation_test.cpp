@@ -219,6 +219,9 @@ Tally run(const std::vector<std::string>& files) {
     ++tally.mails;
     tally.decrypted += result.isDecrypted ? 1U : 0U;
     EXPECT_EQ(result.isDecrypted, result.isEncrypted && result.decryptMessage.empty());
+    if (result.isEncrypted && !result.isDecrypted && result.content) {
+      EXPECT_EQ(result.content->bytes().find("Secret for"), std::string_view::npos);
+    }
   }
   return tally;
 }
