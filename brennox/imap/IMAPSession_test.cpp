@@ -380,6 +380,55 @@ TEST(IMAPSession, Synchronises) {
   EXPECT_EQ(result->vanishedMessages()->count(), 0U);
 }
 
+TEST(IMAPSession, SumsUpVanishedMessagesInAnyOrder) {
+  std::string backwards;
+  for (int uid = 200001; uid > 0; uid -= 2) {
+    backwards += (backwards.empty() ? "" : ",") + std::to_string(uid);
+  }
+  Account account("IMAP4rev1 QRESYNC ENABLE", [&](Peer& peer) {
+    EXPECT_EQ(peer.answer("* ENABLED QRESYNC\r\n"), "ENABLE QRESYNC");
+    answerSelect(peer, 1, 300000);
+    EXPECT_THAT(
+        peer.answer("* VANISHED (EARLIER) " + backwards + "\r\n* VANISHED (EARLIER) 2:4\r\n"),
+        ::testing::StartsWith("UID FETCH"));
+  });
+  const AutoreleasePool pool;
+  IMAPSyncResult* const result = account.session->syncMessagesByUID(
+      str("A"), kUsualKind, everything(), 5, nullptr, &account.error);
+  ASSERT_NE(result, nullptr);
+  EXPECT_EQ(result->vanishedMessages()->count(), 100001U + 2U);
+  EXPECT_EQ(RangeRightBound(result->vanishedMessages()->allRanges()[0]), 5U);
+}
+
+TEST(IMAPSession, AsksForManyPartsInLinesOfBearableLength) {
+  Account account("IMAP4rev1", [](Peer& peer) {
+    answerSelect(peer);
+    int commands = 0;
+    for (std::string command; !(command = peer.line()).empty(); ++commands) {
+      EXPECT_LT(command.size(), 8000U);
+      const std::size_t open = command.rfind('[') + 1;
+      const std::string last = command.substr(open, command.rfind(']') - open);
+      peer.send("* 1 FETCH (UID 4 BODY[" + last + "] {1}\r\nx)\r\n" +
+                command.substr(0, command.find(' ')) + " OK done\r\n");
+    }
+    EXPECT_GT(commands, 3);
+  });
+  const AutoreleasePool pool;
+  const auto parts = make<Array>();
+  for (int i = 1; i <= 2000; ++i) {
+    const auto part = make<IMAPPart>();
+    part->setPartID(make<String>(std::to_string(i)).get());
+    parts->addObject(part.get());
+  }
+  HashMap* const contents =
+      account.session->fetchPartsByUID(str("A"), 4, parts.get(), &account.error);
+  EXPECT_EQ(account.error, ErrorNone);
+  ASSERT_NE(contents, nullptr);
+  EXPECT_GT(contents->count(), 3U);
+  EXPECT_NE(contents->objectForKey(str("2000")), nullptr);
+  account.session->disconnect();
+}
+
 TEST(IMAPSession, StoresFlags) {
   Account account("IMAP4rev1", [](Peer& peer) {
     answerSelect(peer);

@@ -8,6 +8,7 @@ namespace brennox::imap {
 namespace {
 
 constexpr unsigned int kMaxMessages = 20000000;
+constexpr std::size_t kMaxVanishedRanges = 20000000;
 // Telling of every message would cost more than reading it.
 constexpr unsigned int kReportEvery = 100;
 // No message has this UID or one beyond it.
@@ -20,8 +21,7 @@ MessageList::MessageList(Connection& connection, const FetchRequest& request)
 
 bool MessageList::data(std::uint32_t number, std::string_view name, WireReader& reader) {
   if (sameKeyword(name, "FETCH")) {
-    fetched(number, reader);
-    return true;
+    return fetched(number, reader);
   }
   if (request_.sync && sameKeyword(name, "VANISHED")) {
     const bool earlier = reader.peek() == '(';
@@ -37,17 +37,18 @@ bool MessageList::isWanted(std::uint32_t key) const {
   return key != 0 && (request_.set == nullptr || request_.set->containsIndex(key));
 }
 
-void MessageList::fetched(std::uint32_t number, WireReader& reader) {
+bool MessageList::fetched(std::uint32_t number, WireReader& reader) {
   items_ = FetchItems();
   readFetchItems(reader, &items_);
   connection_.sawUid(items_.uid.value_or(0));
   const std::uint32_t key = request_.byUid ? items_.uid.value_or(0) : number;
   if (!isWanted(key)) {
-    return;
+    return false;
   }
-  IMAPMessage* const message = messageFor(key);
+  bool isNew = false;
+  IMAPMessage* const message = messageFor(key, &isNew);
   if (message == nullptr) {
-    return;
+    return false;
   }
   message->setSequenceNumber(number);
   if (items_.uid) {
@@ -74,9 +75,10 @@ void MessageList::fetched(std::uint32_t number, WireReader& reader) {
         store_.add(items_.envelope, items_.structure, fields, items_.internalDate, &text);
     message->setFetched(text.get(), offset, hasHeader, !items_.structure.empty());
   }
+  return isNew;
 }
 
-IMAPMessage* MessageList::messageFor(std::uint32_t key) {
+IMAPMessage* MessageList::messageFor(std::uint32_t key, bool* isNew) {
   if (ascending_ && key > lastKey_) {
     lastKey_ = key;
   } else {
@@ -98,6 +100,7 @@ IMAPMessage* MessageList::messageFor(std::uint32_t key) {
     connection_.stream().fail(ErrorLimitExceeded);
     return nullptr;
   }
+  *isNew = true;
   const Ref<IMAPMessage> message = make<IMAPMessage>();
   message->setSession(request_.session);
   messages_->addObject(message.get());
@@ -113,17 +116,28 @@ void MessageList::readVanished(WireReader& reader) {
   if (!reader.flagList(&tags) || !reader.space() || !reader.sequenceSet(&ranges)) {
     return;
   }
-  // A server may name every UID that has no message, up to the largest there is. Callers count
-  // through the set, so it ends where the folder's UIDs end.
+  if (ranges.size() > kMaxVanishedRanges - gone_.size()) {
+    connection_.stream().fail(ErrorLimitExceeded);
+    return;
+  }
+  gone_.insert(gone_.end(), ranges.begin(), ranges.end());
+}
+
+// A server may name every UID that has no message, up to the largest there is, and in any order.
+// Callers count through the set, so it ends where the folder's UIDs end.
+void MessageList::sumUpVanished() {
   const SelectedFolder* const folder = connection_.selected();
   const std::uint64_t end =
       folder != nullptr && folder->uidNext > 1 ? folder->uidNext - 1 : kMaxUid;
-  for (const Range& range : ranges) {
+  std::sort(gone_.begin(), gone_.end(),
+            [](const Range& a, const Range& b) { return a.location < b.location; });
+  for (const Range& range : gone_) {
     const std::uint64_t last = std::min(RangeRightBound(range), std::min(end, kMaxUid));
     if (range.location <= last) {
       vanished_->addRange(RangeMake(range.location, last - range.location));
     }
   }
+  gone_.clear();
 }
 
 void MessageList::report() {
@@ -135,6 +149,7 @@ void MessageList::report() {
 }
 
 void MessageList::finish() {
+  sumUpVanished();
   if (messages_->count() % kReportEvery != 0) {
     report();
   }

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <unordered_map>
+#include <vector>
 
 #include "imap/commands.h"
 #include "imap/fetch_items.h"
@@ -23,15 +24,17 @@ class MessageList final : public Handler {
 
   const Ref<Array>& messages() const noexcept { return messages_; }
   const Ref<IndexSet>& vanished() const noexcept { return vanished_; }
-  // Tells the progress of a listing that has ended.
+  // For a listing that has ended: sums up and tells the progress.
   void finish();
 
   bool data(std::uint32_t number, std::string_view name, WireReader& reader) override;
 
  private:
-  void fetched(std::uint32_t number, WireReader& reader);
+  // True when it was something new.
+  bool fetched(std::uint32_t number, WireReader& reader);
   void readVanished(WireReader& reader);
-  IMAPMessage* messageFor(std::uint32_t key);
+  void sumUpVanished();
+  IMAPMessage* messageFor(std::uint32_t key, bool* isNew);
   bool isWanted(std::uint32_t key) const;
   void report();
 
@@ -39,6 +42,8 @@ class MessageList final : public Handler {
   const FetchRequest& request_;
   Ref<Array> messages_ = make<Array>();
   Ref<IndexSet> vanished_ = make<IndexSet>();
+  // In the order in which the server tells of them.
+  std::vector<Range> gone_;
   TextStore store_;
   FetchItems items_;
   // The key of the last message while they come in ascending order, as nearly all servers send

@@ -1,4 +1,6 @@
 // FETCH and UID FETCH.
+#include <unordered_map>
+
 #include "imap/MessageList.h"
 #include "imap/commands.h"
 #include "imap/number_sets.h"
@@ -10,6 +12,8 @@ namespace {
 constexpr ResponseLimits kListLimits = {16 * 1024 * 1024, SIZE_MAX, 0};
 // Smaller contents are copied, larger ones are read into blocks of their own.
 constexpr ResponseLimits kBodyLimits = {16 * 1024 * 1024, 4096, std::size_t{1} << 30};
+// Servers need not read lines beyond 8192 bytes (RFC 7162 section 4).
+constexpr std::size_t kMaxItems = 7000;
 
 std::string itemsOf(IMAPMessagesRequestKind kind, bool modSeq) {
   std::string items = "(UID";
@@ -29,17 +33,30 @@ std::string itemsOf(IMAPMessagesRequestKind kind, bool modSeq) {
   return items + (modSeq ? " MODSEQ)" : ")");
 }
 
+// The items of each command that it takes to ask for the sections.
+std::vector<std::string> sectionItems(const std::vector<std::string>& sections) {
+  std::vector<std::string> pieces;
+  for (const std::string& section : sections) {
+    const std::string item = "BODY.PEEK[" + section + "]";
+    if (pieces.empty() || pieces.back().size() + item.size() >= kMaxItems) {
+      pieces.push_back(item);
+    } else {
+      pieces.back() += " " + item;
+    }
+  }
+  return pieces;
+}
+
 // The sections of one message.
 class Sections final : public Handler {
  public:
   Sections(Connection& connection, std::uint32_t number, bool byUid,
            const std::vector<std::string>& names, std::vector<Ref<Data>>* contents)
-      : connection_(connection),
-        number_(number),
-        byUid_(byUid),
-        names_(names),
-        contents_(contents) {
+      : connection_(connection), number_(number), byUid_(byUid), contents_(contents) {
     contents_->assign(names.size(), nullptr);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      places_.emplace(upperCase(names[i]), i);
+    }
   }
 
   bool data(std::uint32_t number, std::string_view name, WireReader& reader) override {
@@ -51,16 +68,18 @@ class Sections final : public Handler {
     // Servers that leave the UID out of the answer to UID FETCH answer nothing else either.
     connection_.sawUid(items.uid.value_or(0));
     if (byUid_ ? items.uid.value_or(number_) != number_ : number != number_) {
-      return true;
+      return false;
     }
-    for (auto& [section, text] : items.sections) {
-      for (std::size_t i = 0; i < names_.size(); ++i) {
-        if (sameKeyword(section, names_[i]) && !text.nil) {
-          (*contents_)[i] = dataOf(text);
-        }
+    bool isNew = false;
+    for (const auto& [section, text] : items.sections) {
+      const auto [first, last] = places_.equal_range(upperCase(section));
+      for (auto place = first; place != last && !text.nil; ++place) {
+        Ref<Data>& content = (*contents_)[place->second];
+        isNew = isNew || !content;
+        content = dataOf(text);
       }
     }
-    return true;
+    return isNew;
   }
 
  private:
@@ -75,7 +94,7 @@ class Sections final : public Handler {
   Connection& connection_;
   const std::uint32_t number_;
   const bool byUid_;
-  const std::vector<std::string>& names_;
+  std::unordered_multimap<std::string, std::size_t> places_;
   std::vector<Ref<Data>>* contents_;
 };
 
@@ -161,16 +180,19 @@ ErrorCode fetchSections(Connection& connection, const std::string& folder, std::
       return error;
     }
   }
-  CommandWriter command = connection.command();
-  command.raw(byUid ? "UID FETCH " : "FETCH ").raw(std::to_string(number)).raw(" (");
-  for (std::size_t i = 0; i < sections.size(); ++i) {
-    command.raw(i == 0 ? "BODY.PEEK[" : " BODY.PEEK[").raw(sections[i]).raw("]");
+  std::vector<unsigned> tags;
+  for (const std::string& items : sectionItems(sections)) {
+    CommandWriter command = connection.command();
+    command.raw(byUid ? "UID FETCH " : "FETCH ").raw(std::to_string(number));
+    tags.push_back(connection.send(command.raw(" (").raw(items).raw(")")));
   }
-  const unsigned tag = connection.send(command.raw(")"));
-  const ErrorCode selected = selection.finish();
-  const ErrorCode error = errorOf(connection, connection.finish(tag), ErrorFetch);
-  if (selected != ErrorNone || error != ErrorNone) {
-    return selected != ErrorNone ? selected : error;
+  ErrorCode error = selection.finish();
+  for (const unsigned tag : tags) {
+    const ErrorCode fetched = errorOf(connection, connection.finish(tag), ErrorFetch);
+    error = error == ErrorNone ? fetched : error;
+  }
+  if (error != ErrorNone) {
+    return error;
   }
   // The answer came and could not be read: that is not the same as no message.
   const bool nothing = !contents->front();

@@ -116,9 +116,10 @@ bool readResponse(net::ByteStream& stream, net::LineReader& lines, const Respons
   }
   std::uint64_t size = 0;
   std::size_t start = 0;
+  std::size_t streamedSize = 0;
   while (literalAtEnd(std::string_view(text).substr(start), &size)) {
     const bool streamed = size >= limits.streamFrom;
-    if (streamed ? size > limits.literal : size > limits.text - text.size()) {
+    if (size > (streamed ? limits.literal - streamedSize : limits.text - text.size())) {
       stream.fail(ErrorLimitExceeded);
       return false;
     }
@@ -129,6 +130,7 @@ bool readResponse(net::ByteStream& stream, net::LineReader& lines, const Respons
         return false;
       }
       response->blocks.push_back(std::move(block));
+      streamedSize += static_cast<std::size_t>(size);
     } else {
       const std::size_t before = text.size();
       text.resize(before + static_cast<std::size_t>(size));

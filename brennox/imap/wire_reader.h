@@ -39,7 +39,7 @@ struct ResponseLimits {
   std::size_t text;
   // Literals of this size and more go into blocks of their own ...
   std::size_t streamFrom;
-  // ... and may be this long.
+  // ... and may be this long, all of them together.
   std::size_t literal;
 };
 

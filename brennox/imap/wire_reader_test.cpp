@@ -108,6 +108,18 @@ TEST(ReadResponse, RefusesWhatIsTooLong) {
   EXPECT_EQ(stream.error(), ErrorLimitExceeded);
 }
 
+TEST(ReadResponse, BoundsTheLiteralsOfOneResponseTogether) {
+  const std::string half(60, 'y');
+  const std::string two = "* X {60}\r\n" + half + " {60}\r\n" + half + "\r\n";
+  for (const std::size_t limit : {119U, 120U}) {
+    net::MemoryStream stream(two, 4096);
+    net::LineReader lines(stream);
+    Response response;
+    EXPECT_EQ(readResponse(stream, lines, {999, 50, limit}, &response, nullptr), limit == 120U);
+    EXPECT_EQ(stream.error(), limit == 120U ? ErrorNone : ErrorLimitExceeded);
+  }
+}
+
 TEST(ReadResponse, NoticesAConnectionThatEndsInsideALiteral) {
   net::MemoryStream stream("* 1 FETCH (BODY[] {10}\r\nabc", 4096);
   net::LineReader lines(stream);

@@ -180,10 +180,17 @@ void FetchMessagesByUIDCall::Run(brennox::IMAPSession& session, brennox::ErrorCo
                                       brennox::IndexSet::indexSetWithRange(range), nullptr, error);
 }
 
+// From the end, and each message is given up as soon as the script has its own copy: a long listing
+// is never there twice.
 Napi::Value FetchMessagesByUIDCall::Result(Napi::Env env, brennox::ErrorCode) const {
-  return ArrayOf<brennox::IMAPMessage>(env, result.get(), [env](brennox::IMAPMessage* message) {
-    return WIMAPMessage::NewInstance(env, message);
-  });
+  const std::uint32_t count = result ? result->count() : 0;
+  Napi::Array messages = Napi::Array::New(env, count);
+  for (std::uint32_t i = count; i > 0; --i) {
+    const Napi::HandleScope scope(env);
+    messages.Set(i - 1, WIMAPMessage::NewInstance(env, result->at<brennox::IMAPMessage>(i - 1)));
+    result->removeLastObject();
+  }
+  return messages;
 }
 
 template <FetchOneMessage kOperation>
