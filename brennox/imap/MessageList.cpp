@@ -123,6 +123,13 @@ void MessageList::readVanished(WireReader& reader) {
   gone_.insert(gone_.end(), ranges.begin(), ranges.end());
 }
 
+bool MessageList::hasUnknownVanished() const {
+  const SelectedFolder* const folder = connection_.selected();
+  return folder != nullptr && std::any_of(gone_.begin(), gone_.end(), [folder](const Range& range) {
+           return RangeRightBound(range) >= folder->uidNext;
+         });
+}
+
 // A server may name every UID that has no message, up to the largest there is, and in any order.
 // Callers count through the set, so it ends where the folder's UIDs end.
 void MessageList::sumUpVanished() {

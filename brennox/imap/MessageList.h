@@ -24,6 +24,8 @@ class MessageList final : public Handler {
 
   const Ref<Array>& messages() const noexcept { return messages_; }
   const Ref<IndexSet>& vanished() const noexcept { return vanished_; }
+  // Whether a message vanished that is not known to have been there.
+  bool hasUnknownVanished() const;
   // For a listing that has ended: sums up and tells the progress.
   void finish();
 

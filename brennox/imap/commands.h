@@ -79,6 +79,8 @@ View viewFor(const Connection& connection, const std::string& folder, const Inde
 
 // Asks the server afresh, also for a folder that is selected already.
 ErrorCode selectFolder(Connection& connection, const std::string& folder);
+// Asks for the UIDNEXT of the selected folder, which it does not tell with new messages.
+ErrorCode askUidNext(Connection& connection, const std::string& folder);
 ErrorCode folderInfo(Connection& connection, const std::string& folder, IMAPFolderInfo* info);
 // Leaves the folder, if it is selected, without expunging it.
 void leaveFolder(Connection& connection, const std::string& folder);

@@ -103,7 +103,10 @@ class Sections final : public Handler {
 ErrorCode fetchMessages(Connection& connection, const std::string& folder,
                         const FetchRequest& request, Ref<Array>* messages,
                         Ref<IndexSet>* vanished) {
-  const std::vector<std::string> sets = numberSets(request.set);
+  const bool tellsVanished = request.sync && connection.isQResyncEnabled();
+  // "*" is the last message that is there, and those that vanished may have stood behind it.
+  const std::vector<std::string> sets =
+      numberSets(request.set, tellsVanished ? LastNumber::kAsNumber : LastNumber::kAsStar);
   if (sets.empty()) {
     return ErrorInvalidArgument;
   }
@@ -111,7 +114,6 @@ ErrorCode fetchMessages(Connection& connection, const std::string& folder,
   const HandlerScope scope(connection, &list);
   connection.setLimits(kListLimits);
   const bool condstore = request.sync && connection.has(IMAPCapabilityCondstore);
-  const bool tellsVanished = request.sync && connection.isQResyncEnabled();
   std::string changed;
   if (condstore && request.changedSince > 0) {
     changed = " (CHANGEDSINCE " + std::to_string(request.changedSince) +
@@ -144,6 +146,13 @@ ErrorCode fetchMessages(Connection& connection, const std::string& folder,
   }
   if (error != ErrorNone) {
     return error;
+  }
+  // They may have come and gone unseen, or be numbers that no message has had yet.
+  if (list.hasUnknownVanished()) {
+    error = askUidNext(connection, folder);
+    if (error != ErrorNone) {
+      return error;
+    }
   }
   list.finish();
   *messages = list.messages();

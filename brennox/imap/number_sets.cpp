@@ -28,7 +28,7 @@ std::vector<std::uint32_t> expand(const std::vector<Range>& ranges) {
 
 }  // namespace
 
-std::vector<std::string> numberSets(const IndexSet* set) {
+std::vector<std::string> numberSets(const IndexSet* set, LastNumber last) {
   std::vector<std::string> pieces;
   if (set == nullptr) {
     return pieces;
@@ -43,7 +43,7 @@ std::vector<std::string> numberSets(const IndexSet* set) {
     }
     std::string text = std::to_string(left);
     if (right >= kMaxNumber) {
-      text += ":*";
+      text += last == LastNumber::kAsStar ? ":*" : ":" + std::to_string(kMaxNumber);
     } else if (right > left) {
       text += ":" + std::to_string(right);
     }

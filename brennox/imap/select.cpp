@@ -110,6 +110,10 @@ ErrorCode selectFolder(Connection& connection, const std::string& folder) {
     return error;
   }
   // Servers from before UIDPLUS leave it out, and tell when they are asked for it.
+  return askUidNext(connection, folder);
+}
+
+ErrorCode askUidNext(Connection& connection, const std::string& folder) {
   OneNumber status("STATUS", "UIDNEXT");
   const HandlerScope scope(connection, &status);
   CommandWriter command = connection.command();

@@ -357,6 +357,14 @@ test('IMAP on a real server', { skip: reasonToSkip({ dovecot: true, old: true, b
     const second = session.syncMessagesByUID('INBOX', highestModSeqValue);
     assert.deepEqual(second.modifiedOrAddedMessages.map((m) => [m.uid, m.flags & MessageFlag.Flagged]), [[2, 4], [7, 0]]);
     assert.deepEqual(second.vanishedMessages, [3, 5]);
+    // Messages that came and went between two looks are among the vanished, the last one included.
+    const again = session.folderStatus('INBOX').highestModSeqValue;
+    const visitor = sessionFor(servers, user);
+    const gone = [append(visitor, 'INBOX', mail('s8')), append(visitor, 'INBOX', mail('s9'))];
+    for (const uid of gone) assert.equal(visitor.storeFlagsByUID('INBOX', uid, kAdd, MessageFlag.Deleted), 0);
+    assert.equal(visitor.expunge('INBOX'), 0);
+    visitor.disconnect();
+    assert.deepEqual(session.syncMessagesByUID('INBOX', again).vanishedMessages, gone);
     const other = python(servers, user, ['m.select("INBOX", readonly=True)',
       'numbers = lambda *what: [int(n) for n in m.uid("search", None, *what)[1][0].split(b"(")[0].split()]',
       'result = [numbers("MODSEQ", str(args[0] + 1)), numbers("ALL")]'], highestModSeqValue);
