@@ -1,6 +1,6 @@
 // Starts throw-away mail servers on loopback and prints where they are as one line of JSON.
 //
-//   node test/servers/start.js [dovecot] [postfix] [old] [kerberos] [badtls]     (without a word: dovecot postfix)
+//   node test/servers/start.js [dovecot] [postfix] [old] [kerberos] [badtls] [cyrus]     (without a word: dovecot postfix)
 //
 // They live in one temporary folder and end, by their recorded process ids, on SIGTERM, SIGINT or when
 // standard input ends. When they cannot be started here the line is {"skip": "the reason"} and the exit
@@ -13,6 +13,7 @@ const path = require('node:path');
 
 const { badTlsPorts, startBadTls } = require('./badtls.js');
 const { kSystemBundle, makeCertificates } = require('./certificates.js');
+const { kCyrusPrograms, startCyrus } = require('./cyrus.js');
 const { startDovecot } = require('./dovecot.js');
 const { startKerberos } = require('./kerberos.js');
 const { freePorts } = require('./ports.js');
@@ -29,6 +30,7 @@ const kPrograms = {
   postfix: ['/usr/sbin/postfix'],
   kerberos: ['/usr/sbin/krb5kdc', '/usr/sbin/kdb5_util', '/usr/sbin/kadmin.local', '/usr/bin/kinit', '/usr/lib/dovecot/modules/auth/libmech_gssapi.so'],
   badtls: [],
+  cyrus: kCyrusPrograms,
 };
 
 const kDovecotPorts = ['imap', 'imaps', 'pop3', 'pop3s', 'lmtp', 'auth'];
@@ -40,7 +42,8 @@ function reasonToSkip(kinds) {
   if (process.getuid?.() !== 0) return 'real mail servers need root to drop to their own users';
   const programs = ['/usr/bin/openssl', ...kinds.flatMap((kind) => kPrograms[kind])];
   const missing = [...new Set(programs)].filter((file) => !fs.existsSync(file));
-  return missing.length ? `not installed: ${missing.join(', ')} (see scripts/packages/test.txt)` : null;
+  const where = kinds.includes('cyrus') ? 'scripts/unpack-cyrus' : 'scripts/packages/test.txt';
+  return missing.length ? `not installed: ${missing.join(', ')} (see ${where})` : null;
 }
 
 // Unix sockets have to fit into 108 characters, so the folder's own path is kept short.
@@ -84,7 +87,7 @@ async function start(kinds) {
     const tls = path.join(folder, 'tls');
     makeCertificates(tls);
     const all = await freePorts([
-      'refused', 'kerberos', ...kDovecotPorts, ...kPostfixPorts, ...kOldPorts, ...badTlsPorts,
+      'refused', 'kerberos', 'cyrus', ...kDovecotPorts, ...kPostfixPorts, ...kOldPorts, ...badTlsPorts,
     ]);
 
     const users = {};
@@ -127,6 +130,12 @@ async function start(kinds) {
       const mailboxes = Object.keys(users);
       pids.push(await startPostfix({ folder: place, ports: all, tls, mailboxes, mail, sink: kSink }));
       publish(kPostfixPorts);
+    }
+    if (wanted.has('cyrus')) {
+      const place = path.join(folder, 'c');
+      fs.mkdirSync(place);
+      pids.push(await startCyrus({ folder: place, port: all.cyrus }));
+      publish(['cyrus']);
     }
     if (wanted.has('badtls')) {
       await startBadTls({ ports: all, tls });
