@@ -1,5 +1,6 @@
 #include "html/escape.h"
 
+#include <algorithm>
 #include <cstdint>
 
 #include "text/ascii.h"
@@ -162,10 +163,12 @@ std::string cleanedText(std::string_view text) {
       break;
     }
     if (text[0] == '\r') {
-      if (text.size() < 2 || text[1] != '\n') {
-        out += '\n';
+      // Line ends that were converted twice are CR CR LF.
+      const std::size_t returns = std::min(text.find_first_not_of('\r'), text.size());
+      text.remove_prefix(returns);
+      if (text.empty() || text[0] != '\n') {
+        out.append(returns, '\n');
       }
-      text.remove_prefix(1);
     } else if (isControl(text[0])) {
       text.remove_prefix(1);
     } else {

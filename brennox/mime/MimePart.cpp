@@ -115,6 +115,42 @@ Ref<Block> decodeBody(std::string_view body, TransferEncoding encoding, std::siz
   return block;
 }
 
+// A text that only claims to be base64: its first line has blanks between words and marks that
+// base64 has not, and no line looks encoded. Banners that gateways put before encoded text are
+// none.
+bool isMislabeled(std::string_view body) {
+  constexpr std::size_t kWindow = 4096;
+  constexpr std::size_t kEncodedLine = 16;
+  body = text::trimmed(body.substr(0, kWindow));
+  bool hasBlank = false;
+  bool hasForeign = false;
+  bool isFirst = true;
+  while (!body.empty()) {
+    const std::size_t end = std::min(body.find('\n'), body.size());
+    const std::string_view line = text::trimmed(body.substr(0, end));
+    body.remove_prefix(std::min(end + 1, body.size()));
+    // Letters of both cases in no order are no word.
+    const bool isMixed =
+        std::any_of(line.begin() + (line.empty() ? 0 : 1), line.end(),
+                    [](char c) { return c >= 'A' && c <= 'Z'; }) &&
+        std::any_of(line.begin(), line.end(), [](char c) { return c >= 'a' && c <= 'z'; });
+    bool isEncoded = line.size() >= kEncodedLine && isMixed;
+    for (const char c : line) {
+      const bool isBlank = text::isBlank(c);
+      const bool isForeign =
+          !isBlank && !text::isAlpha(c) && !text::isDigit(c) && c != '+' && c != '/' && c != '=';
+      isEncoded = isEncoded && !isBlank && !isForeign;
+      hasBlank = hasBlank || (isFirst && isBlank);
+      hasForeign = hasForeign || (isFirst && isForeign);
+    }
+    if (isEncoded || !hasBlank || !hasForeign) {
+      return false;
+    }
+    isFirst = false;
+  }
+  return hasBlank && hasForeign;
+}
+
 // Between two boundary lines stands nothing at all.
 bool isVoid(const Entity& entity) {
   return entity.kind == EntityKind::Leaf && entity.end == entity.body &&
@@ -226,6 +262,10 @@ MimePart::MimePart(Ref<Source> source, std::uint32_t entity, MimePart* parent, u
   firstChild_ = this->entity().firstChild;
   inheritCharset(parent);
   readFields();
+  if (encoding_ == TransferEncoding::Base64 && partType() == PartType::Single &&
+      mimeType()->view().substr(0, 5) == "text/" && isMislabeled(rawBody())) {
+    encoding_ = TransferEncoding::Identity;
+  }
   lookInside();
   number(parent, index);
 }
