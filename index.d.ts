@@ -84,7 +84,7 @@ declare namespace velkor_brennox2 {
     sendMessage(message: string | Buffer, from?: string, recipients?: string[]): number;
     /**
      * Sends on the worker pool. A failed transfer is reported by the code given to the callback, not as an
-     * error.
+     * error. `process.exit` does not wait for it: a mail that is under way then may or may not arrive.
      * @param notify Kept for compatibility; without effect.
      */
     sendMessageOperation(

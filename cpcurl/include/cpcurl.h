@@ -2,21 +2,16 @@
 // names in a namespace, with the one option that standard libcurl lacks.
 //
 // A handle differs from a bare libcurl handle in this:
-// - Only SMTP, IMAP and POP3 (clear or TLS) are spoken. Nothing outside the handle's options
-// changes where a
-//   connection goes or who logs in: no proxy from the environment, no .netrc, no signals.
+// - Only SMTP, IMAP and POP3 (clear or TLS) are spoken. Nothing outside the handle's options says
+//   where a connection goes or who logs in: no proxy from the environment, no .netrc, no signals.
 // - CURLOPT_HTTPAUTH does not narrow the login mechanisms. The best of those that the server offers
-// and that
-//   need no more than a name and a password is used.
+//   and that need no more than a name and a password is used.
 // - Without user name and password there is no login, also where both are set to "".
 // - A bearer token logs in also without CURLOPT_USERNAME; see kOptionBearerIdentity. It is never
-// replaced by
-//   another mechanism.
+//   replaced by another mechanism.
 // - Certificates are checked as libcurl does, against the same bundle, which is read once for all
-// handles and
-//   again when the file changes.
-// - What the server sends is dropped unless a CURLOPT_WRITEFUNCTION is set; nothing is ever
-// printed.
+//   handles and again when the file changes.
+// - What the server sends is dropped unless a CURLOPT_WRITEFUNCTION is set; nothing is printed.
 // - A string option with a line break is refused, and so is the transfer then.
 #pragma once
 

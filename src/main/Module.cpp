@@ -12,6 +12,7 @@
 #include "imap/WIMAPSession.h"
 #include "imap/WIMAPSyncResult.h"
 #include "main/ConstructorMap.h"
+#include "main/ExitFlag.h"
 #include "message/WAttachment.h"
 #include "message/WMessageBuilder.h"
 #include "message/WMessageHeader.h"
@@ -52,6 +53,7 @@ Napi::Object Init(Napi::Env env, Napi::Object exports) {
   Export<WIMAPSyncResult, Registry::kListed>(env, exports);
   Export<WPOPMessageInfo, Registry::kListed>(env, exports);
   Export<WPOPSession>(env, exports);
+  WatchExit(env);
   return exports;
 }
 

@@ -50,6 +50,12 @@ bool CredentialsFit(const SMTPFields& fields) {
   return true;
 }
 
+// CURLOPT_XFERINFOFUNCTION: libcurl asks about once a second, also while nothing comes.
+int GiveUpWhenEnding(void* session, curl_off_t /*toDownload*/, curl_off_t /*downloaded*/,
+                     curl_off_t /*toUpload*/, curl_off_t /*uploaded*/) {
+  return static_cast<const SMTPSettings*>(session)->isEnding() ? 1 : 0;
+}
+
 // The order of the options is fixed.
 CURLcode Transfer(cpcurl::Easy* handle, const SMTPFields& fields, const curl_slist* recipients,
                   TransferSource& source, long timeoutSeconds) {
@@ -126,6 +132,9 @@ CURLcode SendWithCurl(const SMTPSettings& session, const char* bytes, std::size_
   }
   const TextList recipients = ListOf(fields.recipients);
   TransferSource source = {bytes, length, 0};
+  cpcurl::easy_setopt(handle.get(), CURLOPT_XFERINFOFUNCTION, GiveUpWhenEnding);
+  cpcurl::easy_setopt(handle.get(), CURLOPT_XFERINFODATA, &session);
+  cpcurl::easy_setopt(handle.get(), CURLOPT_NOPROGRESS, 0);
   const CURLcode result = Transfer(handle.get(), fields, recipients.get(), source, timeoutSeconds);
   *error = ErrorOfSend(result, fields.connectionType);
   return result;

@@ -7,8 +7,10 @@
 #include <brennox/String.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <map>
+#include <memory>
 #include <thread>
 
 #include "support/LineServer.h"
@@ -51,6 +53,29 @@ class CurlSend : public testing::Test {
   SMTPSettings session;
   ErrorCode error = brennox::ErrorNone;
 };
+
+TEST(CurlSendOnExit, IsGivenUp) {
+  brennox::AutoreleasePool pool;
+  const auto ending = std::make_shared<std::atomic<bool>>(false);
+  SMTPSettings session(ending);
+  const LineServer silent([](LineServer::Connection& client) { client.staySilent(); });
+  session.with([&](SMTPFields& fields) {
+    fields.hostname = "127.0.0.1";
+    fields.port = silent.port();
+    fields.connectionType = 1;
+  });
+  std::thread exit([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    *ending = true;
+  });
+  ErrorCode error = brennox::ErrorNone;
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(SendWithCurl(session, kMessage.data(), kMessage.size(), &error, 60),
+            CURLE_ABORTED_BY_CALLBACK);
+  EXPECT_EQ(error, brennox::ErrorConnection);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
+  exit.join();
+}
 
 TEST_F(CurlSend, SendsTheMessageAsItIs) {
   const LineServer server(TakeMail());

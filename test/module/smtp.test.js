@@ -2,6 +2,9 @@
 'use strict';
 
 const assert = require('node:assert/strict');
+const { spawn } = require('node:child_process');
+const { once } = require('node:events');
+const net = require('node:net');
 const test = require('node:test');
 
 const { ISMTPAsyncSession } = require('./load.js');
@@ -241,4 +244,24 @@ test('a hostname without a connection type of its own has no scheme and fails wi
 
 test('an empty hostname fails with 1', () => {
   assert.equal(new ISMTPAsyncSession().sendMessage(kMessage, 'a@example.test', ['b@example.test']), 1);
+});
+
+test('process.exit does not wait for a server that says nothing, in a worker neither', async (t) => {
+  const server = net.createServer((socket) => socket.on('error', () => {}));
+  await new Promise((resolve) => server.listen(0, '127.0.0.1', resolve));
+  t.after(() => server.close());
+  const leave = `
+    const { ISMTPAsyncSession } = require(process.env.VELKOR_BRENNOX2);
+    const session = Object.assign(new ISMTPAsyncSession(), { hostname: '127.0.0.1', port: ${server.address().port}, connectionType: 1 });
+    session.sendMessageOperation('a@example.test', ['b@example.test'], 'text', 1, () => {});
+    setTimeout(() => process.exit(7), 300);`;
+  const inWorker = `
+    new (require('node:worker_threads').Worker)(${JSON.stringify(leave)}, { eval: true }).on('exit', (code) => process.exit(code));`;
+  for (const script of [leave, inWorker]) {
+    const child = spawn(process.execPath, ['-e', script], { stdio: ['ignore', 'inherit', 'inherit'] });
+    const killer = setTimeout(() => child.kill('SIGKILL'), 20_000);
+    const [code] = await once(child, 'exit');
+    clearTimeout(killer);
+    assert.equal(code, 7);
+  }
 });
