@@ -10,6 +10,7 @@
 #include <string>
 
 #include "mime/find3.h"
+#include "rfc822/header_fields.h"
 #include "text/ascii.h"
 
 namespace brennox::mime {
@@ -36,10 +37,9 @@ constexpr text::CharacterSet kEndsName(" \t\r\n=;\"");
 constexpr text::CharacterSet kEndsValue(" \t\r\n;");
 constexpr text::CharacterSet kEndsEncoding(" \t\r\n;(,\"");
 
-// ftext of RFC 5322 section 3.6.8.
-bool isFieldNameChar(char c) {
-  return c > 32 && c < 127 && c != ':';
-}
+// All but the ftext of RFC 5322 section 3.6.8.
+constexpr text::CharacterSet kEndsFieldName =
+    text::CharacterSet(" :").withControls().withNonAscii();
 
 void skipSpaceAndComments(std::string_view& text) {
   std::size_t depth = 0;
@@ -208,8 +208,13 @@ class OpenBoundaries {
   static constexpr std::size_t kSlots = 2048;
   static_assert(kSlots >= 2 * kMaxBoundariesPerEntity * (kMaxEntityDepth + 1));
 
+  // FNV-1a from the seed on.
   static std::size_t hashOf(std::string_view text) {
-    return std::hash<std::string_view>()(text) ^ hashSeed();
+    std::uint64_t hash = hashSeed();
+    for (const char c : text) {
+      hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211U;
+    }
+    return static_cast<std::size_t>(hash ^ (hash >> 32));
   }
 
   std::vector<Open> open_;
@@ -219,11 +224,8 @@ class OpenBoundaries {
 
 // A line that starts a field: the length of its name, else 0.
 std::size_t fieldNameLength(const char* line, const char* end) {
-  const char* at = line;
-  while (at < end && isFieldNameChar(*at)) {
-    ++at;
-  }
-  const auto length = static_cast<std::size_t>(at - line);
+  const std::size_t length = kEndsFieldName.runBefore({line, static_cast<std::size_t>(end - line)});
+  const char* at = line + length;
   while (at < end && isBlank(*at)) {
     ++at;
   }
@@ -467,17 +469,20 @@ class Scan {
   }
 
   std::string_view* fieldFor(std::string_view name) {
-    if (text::toLower(name[0]) != 'c' || !text::startsWithIgnoringCase(name, "content-")) {
-      return nullptr;
+    switch (rfc822::fieldId(name)) {
+      case rfc822::FieldId::kContentType:
+        return &current().contentType;
+      case rfc822::FieldId::kContentTransferEncoding:
+        return &current().encoding;
+      case rfc822::FieldId::kContentDisposition:
+      case rfc822::FieldId::kContentID:
+      case rfc822::FieldId::kContentLocation:
+      case rfc822::FieldId::kContentDescription:
+        current().hasOtherFields = true;
+        return nullptr;
+      default:
+        return nullptr;
     }
-    if (equalsIgnoringCase(name, "content-type")) {
-      return &current().contentType;
-    }
-    if (equalsIgnoringCase(name, "content-transfer-encoding")) {
-      return &current().encoding;
-    }
-    current().hasOtherFields = true;
-    return nullptr;
   }
 
   // "X-Some strange name: value" can only have been meant as a field.

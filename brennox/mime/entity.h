@@ -35,7 +35,7 @@ struct Entity {
   // A multipart without any boundary line, one below the depth limit and an embedded message in an
   // encoding are leaves here.
   EntityKind kind = EntityKind::Leaf;
-  // The header may have other Content- fields.
+  // The header may have other fields of a part, such as Content-Disposition.
   bool hasOtherFields = false;
   // Has the type of a body that can be shown: plain text, HTML, or none given.
   bool isText = false;

@@ -210,6 +210,29 @@ TEST(Entity, LeavesTheRestToTheLastPart) {
   EXPECT_EQ(entities.back().end, mail.size());
 }
 
+TEST(Entity, TellsWhetherOtherFieldsOfAPartMayBeThere) {
+  const struct {
+    const char* header;
+    bool expected;
+  } rows[] = {
+      {"Subject: x\r\nContent-Type: text/plain\r\nContent-Transfer-Encoding: 7bit\r\n\r\n", false},
+      {"Subject: x\nX: y\n Content-ID: folded\n\nContent-ID: <in the body>\n", false},
+      {"Content-ID: <a@b>\r\n\r\n", true},
+      {"X: y\ncontent-disposition : inline\n\n", true},
+      {"CONTENT-LOCATION: a\n\n", true},
+      {"X: y\nContent-Description: a\n\n", true},
+      // Readers of fields find more lines in it.
+      {"X: y\rContent-ID: <a@b>\r\rbody\n", true},
+      {"X: y\rContent-ID: <a@b>", true},
+      // And may go on behind what is no field.
+      {"Content-Type: text/plain\nno field\nContent-ID: <a@b>\n\n", true},
+      {" no field\nContent-ID: <a@b>\n\n", true},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(scanEntities(row.header).front().hasOtherFields, row.expected) << row.header;
+  }
+}
+
 TEST(Entity, ReadsMediaTypesAndEncodings) {
   EXPECT_EQ(mediaTypeOf(" (a) Text (b) / (c) HTML (d); x=y").subtype, "HTML");
   EXPECT_EQ(mediaTypeOf("text").type, "text");

@@ -12,29 +12,30 @@ struct NamedField {
   FieldId id;
 };
 
-// In order of length: a name is compared with those of its own length alone.
+// In order of length: a name is compared with those of its own length alone. As most programs write
+// them, which spares most names a comparison without case.
 constexpr std::array<NamedField, 21> kFields = {{
-    {"to", FieldId::kTo},
-    {"cc", FieldId::kCc},
-    {"bcc", FieldId::kBcc},
-    {"from", FieldId::kFrom},
-    {"date", FieldId::kDate},
-    {"sender", FieldId::kSender},
-    {"subject", FieldId::kSubject},
-    {"received", FieldId::kReceived},
-    {"reply-to", FieldId::kReplyTo},
-    {"x-mailer", FieldId::kXMailer},
-    {"message-id", FieldId::kMessageID},
-    {"references", FieldId::kReferences},
-    {"user-agent", FieldId::kUserAgent},
-    {"content-id", FieldId::kContentID},
-    {"in-reply-to", FieldId::kInReplyTo},
-    {"mime-version", FieldId::kMimeVersion},
-    {"content-type", FieldId::kContentType},
-    {"content-location", FieldId::kContentLocation},
-    {"content-disposition", FieldId::kContentDisposition},
-    {"content-description", FieldId::kContentDescription},
-    {"content-transfer-encoding", FieldId::kContentTransferEncoding},
+    {"To", FieldId::kTo},
+    {"Cc", FieldId::kCc},
+    {"Bcc", FieldId::kBcc},
+    {"From", FieldId::kFrom},
+    {"Date", FieldId::kDate},
+    {"Sender", FieldId::kSender},
+    {"Subject", FieldId::kSubject},
+    {"Received", FieldId::kReceived},
+    {"Reply-To", FieldId::kReplyTo},
+    {"X-Mailer", FieldId::kXMailer},
+    {"Message-ID", FieldId::kMessageID},
+    {"References", FieldId::kReferences},
+    {"User-Agent", FieldId::kUserAgent},
+    {"Content-ID", FieldId::kContentID},
+    {"In-Reply-To", FieldId::kInReplyTo},
+    {"MIME-Version", FieldId::kMimeVersion},
+    {"Content-Type", FieldId::kContentType},
+    {"Content-Location", FieldId::kContentLocation},
+    {"Content-Disposition", FieldId::kContentDisposition},
+    {"Content-Description", FieldId::kContentDescription},
+    {"Content-Transfer-Encoding", FieldId::kContentTransferEncoding},
 }};
 
 constexpr std::size_t kLongestName = kFields.back().name.size();
@@ -102,9 +103,9 @@ FieldId fieldId(std::string_view name) {
     return FieldId::kOther;
   }
   for (std::size_t i = kFirstOfLength[name.size()]; i < kFirstOfLength[name.size() + 1]; ++i) {
-    if (text::toLower(name.front()) == kFields[i].name.front() &&
-        text::equalsIgnoringCase(name, kFields[i].name)) {
-      return kFields[i].id;
+    const NamedField& field = kFields[i];
+    if (name == field.name || text::equalsIgnoringCase(name, field.name)) {
+      return field.id;
     }
   }
   return FieldId::kOther;

@@ -106,8 +106,10 @@ constexpr bool startsWithIgnoringCase(std::string_view text, std::string_view pr
 }
 
 inline void appendLowered(std::string_view text, std::string& out) {
-  for (const char c : text) {
-    out += toLower(c);
+  const std::size_t from = out.size();
+  out += text;
+  for (std::size_t i = from; i < out.size(); ++i) {
+    out[i] = toLower(out[i]);
   }
 }
 
