@@ -11,6 +11,7 @@
 #include <map>
 
 #include "html/reparse_for_test.h"
+#include "html/templates.h"
 #include "mime/MimePart.h"
 #include "text/base64.h"
 
@@ -282,6 +283,17 @@ TEST_F(Render, MessagesBesideMessagesEndSomewhere) {
     ++count;
   }
   EXPECT_EQ(count, 1000U);
+}
+
+TEST(Templates, AreFilledHoweverManyThereAre) {
+  for (int round = 0; round < 2; ++round) {
+    for (int i = 0; i < 20; ++i) {
+      const std::string number = std::to_string(i);
+      EXPECT_EQ(fillTemplate("{{A}}-" + number, {{"A", "<"}}), "&lt;-" + number);
+      EXPECT_EQ(fillTemplate("{{#A}" + number, {{"A", "x"}}), "");
+      EXPECT_EQ(fillTemplate("{{> A}}" + number, {{"A", "x"}}), "");
+    }
+  }
 }
 
 TEST_F(Render, PlainTextPrefersTheSendersOwn) {

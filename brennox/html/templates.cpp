@@ -2,6 +2,10 @@
 // the engine gets the values, so that no spelling of a tag can put a foreign value in unescaped.
 #include "html/templates.h"
 
+#include <algorithm>
+#include <memory>
+#include <utility>
+
 #include "html/escape.h"
 
 #pragma GCC diagnostic push
@@ -76,17 +80,45 @@ bool usesForbiddenTags(std::string_view text) {
   return false;
 }
 
+// Taking a template apart costs more than filling it, and a rendering has few templates for many
+// parts: the last ones of a thread are kept.
+constexpr std::size_t kMaxKeptTemplates = 8;
+
+struct Compiled {
+  std::string text;
+  std::unique_ptr<kainjow::mustache::mustache> filled;  // null: cannot be used
+};
+
+kainjow::mustache::mustache* compiled(std::string_view text) {
+  thread_local std::vector<Compiled> kept;
+  const auto known = std::find_if(kept.begin(), kept.end(), [text](const Compiled& candidate) {
+    return candidate.text == text;
+  });
+  if (known != kept.end()) {
+    return known->filled.get();
+  }
+  Compiled made{std::string(text), nullptr};
+  if (!usesForbiddenTags(text)) {
+    made.filled = std::make_unique<kainjow::mustache::mustache>(made.text);
+    made.filled->set_custom_escape([](const std::string& value) { return value; });
+    if (!made.filled->is_valid()) {
+      made.filled.reset();
+    }
+  }
+  if (kept.size() == kMaxKeptTemplates) {
+    kept.erase(kept.begin());
+  }
+  kept.push_back(std::move(made));
+  return kept.back().filled.get();
+}
+
 }  // namespace
 
 std::string fillTemplate(std::string_view text, const std::vector<TemplateValue>& values) {
-  if (text.empty() || usesForbiddenTags(text)) {
+  kainjow::mustache::mustache* const filled = text.empty() ? nullptr : compiled(text);
+  if (filled == nullptr) {
     return {};
   }
-  kainjow::mustache::mustache filled{std::string(text)};
-  if (!filled.is_valid()) {
-    return {};
-  }
-  filled.set_custom_escape([](const std::string& value) { return value; });
   // A block shows when its name is there at all, so empty values are left out.
   kainjow::mustache::data data;
   for (const TemplateValue& value : values) {
@@ -94,7 +126,7 @@ std::string fillTemplate(std::string_view text, const std::vector<TemplateValue>
       data.set(std::string(value.name), value.isMarkup ? value.text : escaped(value.text));
     }
   }
-  return filled.render(data);
+  return filled->render(data);
 }
 
 }  // namespace brennox::html
