@@ -305,7 +305,8 @@ TEST(Signature, IsHeldToThePolicy) {
       {"", "", "", true, true, true, false},
       {"keyEncipherment", "emailProtection", "author@example.org", true, false, false, false},
       {"digitalSignature", "serverAuth", "author@example.org", true, true, false, false},
-      {"digitalSignature", "anyExtendedKeyUsage", "author@example.org", true, true, false, false},
+      {"digitalSignature", "anyExtendedKeyUsage", "author@example.org", true, true, true, true},
+      {"keyEncipherment", "anyExtendedKeyUsage", "author@example.org", true, false, false, false},
   };
   for (const PolicyRow& row : rows) {
     CertificateWish wish;

@@ -292,10 +292,25 @@ class Verification {
         settings_.policy == KeyUsagePolicy::kEmail || settings_.policy == KeyUsagePolicy::kStrict;
     X509_VERIFY_PARAM* const param = X509_STORE_CTX_get0_param(context.get());
     X509_VERIFY_PARAM_set_purpose(param, isForMail ? X509_PURPOSE_SMIME_SIGN : X509_PURPOSE_ANY);
+    if (isForMail) {
+      X509_STORE_CTX_set_verify_cb(context.get(), acceptAnyUsage);
+    }
     X509_VERIFY_PARAM_set_time(param, at);
     X509_VERIFY_PARAM_set_depth(param, kMaxChain);
     return X509_verify_cert(context.get()) == 1 &&
            isStrong(X509_STORE_CTX_get0_chain(context.get()));
+  }
+
+  // A certificate for any extended use is one for mail (RFC 8550 section 4.4.4); OpenSSL's purpose
+  // wants mail to be named. What the key is for is looked at elsewhere.
+  static int acceptAnyUsage(int isGood, X509_STORE_CTX* context) {
+    X509* const certificate = X509_STORE_CTX_get_current_cert(context);
+    // All bits are set when the extension is missing.
+    const bool isForAnything =
+        isGood == 0 && X509_STORE_CTX_get_error(context) == X509_V_ERR_INVALID_PURPOSE &&
+        certificate != nullptr && (X509_get_extension_flags(certificate) & EXFLAG_XKUSAGE) != 0 &&
+        (X509_get_extended_key_usage(certificate) & XKU_ANYEKU) != 0;
+    return isForAnything ? 1 : isGood;
   }
 
   static void add(STACK_OF(X509) * stack, X509* certificate) {
