@@ -106,7 +106,7 @@ ErrorCode fetchMessages(Connection& connection, const std::string& folder,
   const bool tellsVanished = request.sync && connection.isQResyncEnabled();
   // "*" is the last message that is there, and those that vanished may have stood behind it.
   const std::vector<std::string> sets =
-      numberSets(request.set, tellsVanished ? LastNumber::kAsNumber : LastNumber::kAsStar);
+      numberSets(request.set, tellsVanished ? kLastUid : kOpenEnd);
   if (sets.empty()) {
     return ErrorInvalidArgument;
   }

@@ -64,17 +64,22 @@ bool isFolderName(const Connection& connection, const std::string& name) {
 
 ErrorCode storeFlags(Connection& connection, const std::string& folder, const IndexSet* set,
                      bool byUid, IMAPStoreFlagsRequestKind kind, MessageFlag flags) {
-  const std::vector<std::string> sets = numberSets(set);
   const char* const item = kind == IMAPStoreFlagsRequestKindAdd      ? " +FLAGS.SILENT ("
                            : kind == IMAPStoreFlagsRequestKindRemove ? " -FLAGS.SILENT ("
                            : kind == IMAPStoreFlagsRequestKindSet    ? " FLAGS.SILENT ("
                                                                      : nullptr;
-  if (sets.empty() || item == nullptr) {
+  if (numberSets(set, kLastUid).empty() || item == nullptr) {
     return ErrorInvalidArgument;
   }
   Selection selection(connection, folder, viewFor(connection, folder, set, byUid), false);
   if (!selection.isPossible()) {
     return selection.finish();
+  }
+  // Numbers beyond the last message are an error to servers, where UIDs are none.
+  const std::vector<std::string> sets =
+      numberSets(set, byUid ? kLastUid : connection.selected()->exists);
+  if (sets.empty()) {
+    return ErrorStore;
   }
   std::vector<unsigned> tags;
   for (const std::string& piece : sets) {
@@ -92,7 +97,7 @@ ErrorCode storeFlags(Connection& connection, const std::string& folder, const In
 
 ErrorCode copyMessages(Connection& connection, const std::string& folder, const IndexSet* uids,
                        const std::string& destination, Ref<HashMap>* mapping) {
-  const std::vector<std::string> sets = numberSets(uids);
+  const std::vector<std::string> sets = numberSets(uids, kLastUid);
   if (sets.empty() || !isFolderName(connection, destination)) {
     return ErrorInvalidArgument;
   }
@@ -111,7 +116,7 @@ ErrorCode copyMessages(Connection& connection, const std::string& folder, const 
 
 ErrorCode moveMessages(Connection& connection, const std::string& folder, const IndexSet* uids,
                        const std::string& destination, Ref<HashMap>* mapping) {
-  const std::vector<std::string> sets = numberSets(uids);
+  const std::vector<std::string> sets = numberSets(uids, kLastUid);
   if (sets.empty() || !isFolderName(connection, destination)) {
     return ErrorInvalidArgument;
   }

@@ -1,12 +1,13 @@
 #include "imap/number_sets.h"
 
+#include <algorithm>
+
 namespace brennox::imap {
 namespace {
 
 // RFC 7162 section 4 asks for lines of no more than 8192 bytes; the rest of the command needs some.
 constexpr std::size_t kMaxSetText = 7000;
 constexpr std::uint64_t kMaxPairs = 1000000;
-constexpr std::uint64_t kMaxNumber = 0xFFFFFFFF;
 
 std::uint64_t sizeOf(const std::vector<Range>& ranges) {
   std::uint64_t size = 0;
@@ -28,24 +29,24 @@ std::vector<std::uint32_t> expand(const std::vector<Range>& ranges) {
 
 }  // namespace
 
-std::vector<std::string> numberSets(const IndexSet* set, LastNumber last) {
+std::vector<std::string> numberSets(const IndexSet* set, std::uint64_t last) {
   std::vector<std::string> pieces;
   if (set == nullptr) {
     return pieces;
   }
+  const std::uint64_t end = std::min(last, kLastUid);
   for (unsigned int i = 0; i < set->rangesCount(); ++i) {
     const Range range = set->allRanges()[i];
     const std::uint64_t left = RangeLeftBound(range) == 0 ? 1 : RangeLeftBound(range);
     const std::uint64_t right = RangeRightBound(range);
-    // No message has the number 0 or one beyond 32 bits.
-    if (RangeIsEmpty(range) || right == 0 || left > kMaxNumber) {
+    if (RangeIsEmpty(range) || right == 0 || left > end) {
       continue;
     }
     std::string text = std::to_string(left);
-    if (right >= kMaxNumber) {
-      text += last == LastNumber::kAsStar ? ":*" : ":" + std::to_string(kMaxNumber);
-    } else if (right > left) {
-      text += ":" + std::to_string(right);
+    if (last == kOpenEnd && right > end) {
+      text += ":*";
+    } else if (std::min(right, end) > left) {
+      text += ":" + std::to_string(std::min(right, end));
     }
     if (pieces.empty() || pieces.back().size() + text.size() >= kMaxSetText) {
       pieces.push_back(std::move(text));

@@ -11,13 +11,15 @@
 
 namespace brennox::imap {
 
-// How numbers above 32 bits, and the end of an unbounded range, are written: "*" is the last
-// message that there is.
-enum class LastNumber { kAsStar, kAsNumber };
+// Numbers beyond this one are no message's.
+inline constexpr std::uint64_t kLastUid = 0xFFFFFFFF;
+// For ranges without an end, "*": the last message that there is. It belongs to "n:*" whatever n
+// is, so this is only for commands that change nothing.
+inline constexpr std::uint64_t kOpenEnd = UINT64_MAX;
 
-// The set as text, in pieces that fit into a command line. Empty when the set is empty or holds no
-// number that a message can have.
-std::vector<std::string> numberSets(const IndexSet* set, LastNumber last = LastNumber::kAsStar);
+// The numbers of the set up to `last` as text, in pieces that fit into a command line. Empty when
+// there are none that a message can have.
+std::vector<std::string> numberSets(const IndexSet* set, std::uint64_t last);
 
 // The pairs of two sets that name the same messages in the same order (RFC 4315, COPYUID). Empty
 // when their sizes differ or are beyond what one command can name.

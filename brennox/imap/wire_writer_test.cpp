@@ -71,12 +71,12 @@ TEST(CommandWriter, LetsNothingEndTheLine) {
 
 TEST(NumberSets, WritesRanges) {
   const AutoreleasePool pool;
-  const auto sets = [](std::initializer_list<Range> ranges) {
+  const auto sets = [](std::initializer_list<Range> ranges, std::uint64_t last = kOpenEnd) {
     const Ref<IndexSet> set = make<IndexSet>();
     for (const Range& range : ranges) {
       set->addRange(range);
     }
-    return numberSets(set.get());
+    return numberSets(set.get(), last);
   };
   EXPECT_THAT(sets({{1, kRangeToTheEnd}}), ElementsAre("1:*"));
   EXPECT_THAT(sets({{5, 0}}), ElementsAre("5"));
@@ -84,10 +84,16 @@ TEST(NumberSets, WritesRanges) {
   EXPECT_THAT(sets({{0, 3}}), ElementsAre("1:3"));
   EXPECT_THAT(sets({{0, 0}}), IsEmpty());
   EXPECT_THAT(sets({}), IsEmpty());
-  EXPECT_THAT(sets({{4294967295U, 0}}), ElementsAre("4294967295:*"));
+  EXPECT_THAT(sets({{4294967295U, 0}}), ElementsAre("4294967295"));
   EXPECT_THAT(sets({{4294967296U, 5}}), IsEmpty());
   EXPECT_THAT(sets({{7, 4294967290U}}), ElementsAre("7:*"));
-  EXPECT_THAT(numberSets(nullptr), IsEmpty());
+  // "n:*" would reach the last message, however small its number is.
+  EXPECT_THAT(sets({{1, kRangeToTheEnd}}, kLastUid), ElementsAre("1:4294967295"));
+  EXPECT_THAT(sets({{4294967295U, kRangeToTheEnd}}, kLastUid), ElementsAre("4294967295"));
+  EXPECT_THAT(sets({{1, 1}, {5, kRangeToTheEnd}}, 7), ElementsAre("1:2,5:7"));
+  EXPECT_THAT(sets({{1, 1}, {7, 9}}, 7), ElementsAre("1:2,7"));
+  EXPECT_THAT(sets({{8, kRangeToTheEnd}}, 7), IsEmpty());
+  EXPECT_THAT(numberSets(nullptr, kOpenEnd), IsEmpty());
 }
 
 TEST(NumberSets, DividesWhatDoesNotFitIntoALine) {
@@ -95,7 +101,7 @@ TEST(NumberSets, DividesWhatDoesNotFitIntoALine) {
   for (std::uint64_t i = 1; i < 20000; i += 2) {
     set->addIndex(i);
   }
-  const std::vector<std::string> sets = numberSets(set.get());
+  const std::vector<std::string> sets = numberSets(set.get(), kOpenEnd);
   EXPECT_GT(sets.size(), 1U);
   std::size_t numbers = 0;
   for (const std::string& piece : sets) {

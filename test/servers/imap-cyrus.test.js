@@ -85,7 +85,12 @@ test('IMAP on Cyrus', { skip: reasonToSkip({ cyrus: true }) }, async (t) => {
     assert.deepEqual(session.fetchMessagesByUID('INBOX', 1, 2).map((m) => m.flags & ~MessageFlag.Seen), [all & ~MessageFlag.Seen, MessageFlag.Flagged]);
     assert.equal(session.moveMessages('INBOX', 2, 'target'), 1);
     assert.equal(session.copyMessages('INBOX', 'target', 3), 0);
+    // What is behind the last message is not the last message.
+    assert.equal(session.copyMessages('INBOX', 'target', 100, 2 ** 40), 0);
+    assert.equal(session.moveMessages('INBOX', -1, 'target'), undefined);
+    assert.equal(session.storeFlagsByUID('INBOX', -1, kAdd, MessageFlag.Flagged), 0);
     assert.deepEqual(uids(session, 'target'), [1, 2, 3]);
+    assert.deepEqual(session.fetchMessagesByUID('INBOX', 3).map((m) => [m.uid, m.flags & MessageFlag.Flagged]), [[3, 0], [4, 0], [5, 0]]);
     assert.equal(session.fetchMessageByUID('target', 3).bytes().toString(), mail('m4'));
     assert.equal(message(() => session.moveMessages('INBOX', 1, 'none')), `Unable to move messages. Error code: ${ErrorCode.Move}`);
     assert.equal(session.copyMessages('INBOX', 'none', 1), ErrorCode.Copy);

@@ -328,6 +328,12 @@ test('IMAP on a real server', { skip: reasonToSkip({ dovecot: true, old: true, b
         .map((m) => /Subject: (.*)\r/.exec(session.fetchMessageByUID(name, m.uid).bytes().toString())[1]);
       assert.deepEqual(subjects(folder), ['m1', 'm3', 'm4', 'm5'], 'the deleted one is still there');
       assert.deepEqual(subjects(target), ['m2', 'm3', 'm3', 'm4']);
+      // What is behind the last message is not the last message.
+      assert.equal(session.copyMessages(folder, target, 100, 2 ** 40), 0);
+      message(() => session.moveMessages(folder, -1, target));
+      assert.equal(session.storeFlagsByUID(folder, -1, kAdd, MessageFlag.Flagged), 0);
+      assert.notEqual(session.storeFlagsByNumber(folder, -1, kAdd, MessageFlag.Flagged), 0);
+      assert.ok(session.fetchMessagesByUID(folder).every((m) => !(m.flags & MessageFlag.Flagged)));
       // The same, seen by somebody else: UID, subject and whether it is marked as deleted.
       const seen = (name) => pythonAt(port, servers, user, ['m.select(args[0], readonly=True)',
         'lines = m.uid("fetch", "1:*", "(FLAGS BODY.PEEK[HEADER.FIELDS (SUBJECT)])")[1]',
