@@ -12,7 +12,10 @@
  *   kinds have names in `velkor_brennox2/constants`.
  */
 declare namespace velkor_brennox2 {
-  /** Called once an asynchronous operation has ended: with `null` and the result, or with the error alone. */
+  /**
+   * Called once an asynchronous operation has ended: with `null` and the result, or with the error alone. From
+   * Node.js 24 on it does not see the caller's `AsyncLocalStorage` unless it is bound (`AsyncLocalStorage.bind`).
+   */
   type Callback<T = void> = (error: Error | null, result: T) => void;
 
   /** Bytes held by the library: a message, a part of one, a certificate. */
