@@ -19,7 +19,10 @@ function deliver(servers, user, count, size) {
   for (const name of ['cur', 'new', 'tmp']) fs.mkdirSync(path.join(inbox, name), { recursive: true });
   const body = `${'x'.repeat(70)}\n`.repeat(Math.ceil(size / 71));
   for (let i = 0; i < count; i++) {
-    fs.writeFileSync(path.join(inbox, 'new', `${1600000000 + i}.M${i}P1.bench`), `From: a@example.test\nSubject: ${i}\n\n${body}`);
+    const message = `From: a@example.test\nSubject: ${i}\n\n${body}`;
+    // The sizes stand in the name, as a delivery agent leaves them: the server must not read each file to list it.
+    const name = `${1600000000 + i}.M${i}P1.bench,S=${message.length},W=${message.length + message.split('\n').length - 1}`;
+    fs.writeFileSync(path.join(inbox, 'new', name), message);
   }
   execFileSync('chown', ['-R', `${kMailOwner}:${kMailOwner}`, path.join(servers.mail, user)]);
 }
@@ -73,15 +76,7 @@ async function main() {
 
     const other = 'bob@example.test';
     await compare(`listing ${kListed} messages`, {
-      'node-pop3, UIDL alone': async () => {
-        const pop3 = new Pop3Command({ user: other, password: servers.users[other], host: '127.0.0.1', port: servers.ports.pop3 });
-        await pop3.STAT();
-        const start = process.hrtime.bigint();
-        await pop3.UIDL();
-        const took = Number(process.hrtime.bigint() - start) / 1e6;
-        await pop3.QUIT();
-        return took;
-      },
+      floor: () => Number(execFileSync(floor, [servers.ports.pop3, other, servers.users[other]].map(String))),
       'ours, LIST and UIDL': () => {
         const session = sessionFor(servers, other);
         session.login();
@@ -89,6 +84,15 @@ async function main() {
         session.fetchMessages().forEach((info) => info.uid);
         const took = Number(process.hrtime.bigint() - start) / 1e6;
         session.disconnect();
+        return took;
+      },
+      'node-pop3, UIDL alone': async () => {
+        const pop3 = new Pop3Command({ user: other, password: servers.users[other], host: '127.0.0.1', port: servers.ports.pop3 });
+        await pop3.STAT();
+        const start = process.hrtime.bigint();
+        await pop3.UIDL();
+        const took = Number(process.hrtime.bigint() - start) / 1e6;
+        await pop3.QUIT();
         return took;
       },
     });

@@ -1,6 +1,7 @@
 // The floor of a POP3 client: a bare socket that sends the commands and throws the messages away.
-//   pop_floor PORT USER PASSWORD COUNT DEPTH     DEPTH commands are on the way at a time
-// Prints the milliseconds of the fetching alone.
+//   pop_floor PORT USER PASSWORD COUNT DEPTH     fetches, DEPTH commands are on the way at a time
+//   pop_floor PORT USER PASSWORD                 lists: LIST and UIDL at once
+// Prints the milliseconds of that alone.
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -69,10 +70,24 @@ void message() {
   }
 }
 
+void fetch(int count, int depth) {
+  int sent = 0;
+  for (int received = 0; received < count; ++received) {
+    std::string commands;
+    while (sent < count && sent < received + depth) {
+      commands += "RETR " + std::to_string(++sent) + "\r\n";
+    }
+    if (!commands.empty()) {
+      sendAll(commands);
+    }
+    message();
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 6) {
+  if (argc != 6 && argc != 4) {
     return 2;
   }
   g_socket = socket(AF_INET, SOCK_STREAM, 0);
@@ -90,18 +105,12 @@ int main(int argc, char** argv) {
   line();
   sendAll(std::string("PASS ") + argv[3] + "\r\n");
   line();
-  const int count = std::atoi(argv[4]);
-  const int depth = std::atoi(argv[5]);
   const auto start = std::chrono::steady_clock::now();
-  int sent = 0;
-  for (int received = 0; received < count; ++received) {
-    std::string commands;
-    while (sent < count && sent < received + depth) {
-      commands += "RETR " + std::to_string(++sent) + "\r\n";
-    }
-    if (!commands.empty()) {
-      sendAll(commands);
-    }
+  if (argc == 6) {
+    fetch(std::atoi(argv[4]), std::atoi(argv[5]));
+  } else {
+    sendAll("LIST\r\nUIDL\r\n");
+    message();
     message();
   }
   const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
