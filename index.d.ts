@@ -4,10 +4,13 @@
  * Native mail module: send over SMTP, read and manage mailboxes over IMAP and POP3, parse and build
  * messages, with S/MIME (RSA, ECDSA and GOST).
  *
- * Three rules hold for all classes:
+ * Four rules hold for all classes:
  * - A value of the wrong type throws a `TypeError` and changes nothing.
  * - Methods without `Async` in their name block the calling thread until they are done; their twins
  *   run on the worker pool and call back error-first, on the calling thread.
+ * - When a script ends the process or its worker thread by `process.exit()` or an uncaught exception, asynchronous
+ *   work that is queued is dropped and work that waits for a server is interrupted. `worker.terminate()` tells nobody,
+ *   and waits for such work as Node.js always does, and for blocking calls, until their time-out.
  * - Many methods return a library error code as a number, where 0 is success. The codes, flags and
  *   kinds have names in `velkor_brennox2/constants`.
  */

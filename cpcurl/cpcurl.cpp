@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "gost_engine.h"
 #include "session_cache.h"
@@ -32,6 +33,7 @@ class Easy {
   bool verifyPeer = true;
   bool refused = false;
   bool loginTried = false;
+  bool hasProgress = false;
   long useSsl = CURLUSESSL_NONE;
   std::optional<std::string> username;
   std::optional<std::string> password;
@@ -212,6 +214,22 @@ int watchCommands(CURL* /*curl*/, curl_infotype kind, char* bytes, std::size_t l
   return 0;
 }
 
+// Set by StopWhen.
+thread_local const std::atomic<bool>* stopFlag = nullptr;
+
+int stopIfAsked(void* flag, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+  return static_cast<const std::atomic<bool>*>(flag)->load() ? 1 : 0;
+}
+
+void watchStopFlag(Easy& handle) {
+  if (stopFlag == nullptr || handle.hasProgress) {
+    return;
+  }
+  curl_easy_setopt(handle.curl, CURLOPT_XFERINFOFUNCTION, stopIfAsked);
+  curl_easy_setopt(handle.curl, CURLOPT_XFERINFODATA, stopFlag);
+  curl_easy_setopt(handle.curl, CURLOPT_NOPROGRESS, 0L);
+}
+
 void watchLogin(Easy& handle) {
   handle.loginTried = false;
   curl_easy_setopt(handle.curl, CURLOPT_DEBUGFUNCTION, watchCommands);
@@ -323,6 +341,7 @@ CURLcode setPointer(Easy* handle, int option, const void* value) {
 }
 
 CURLcode setFunction(Easy* handle, int option, void (*value)()) {
+  handle->hasProgress = handle->hasProgress || option == CURLOPT_XFERINFOFUNCTION;
   return curl_easy_setopt(handle->curl, static_cast<CURLoption>(option), value);
 }
 
@@ -348,6 +367,7 @@ CURLcode easy_perform(Easy* handle) {
   if (mayTryAgain) {
     watchLogin(*handle);
   }
+  watchStopFlag(*handle);
   result = curl_easy_perform(handle->curl);
   if (result == CURLE_LOGIN_DENIED && mayTryAgain && !handle->loginTried) {
     // None of the usual ones: whatever libcurl knows. No byte of the message has been read yet.
@@ -357,6 +377,12 @@ CURLcode easy_perform(Easy* handle) {
     }
   }
   return result;
+}
+
+StopWhen::StopWhen(const std::atomic<bool>& flag) : outer_(std::exchange(stopFlag, &flag)) {}
+
+StopWhen::~StopWhen() {
+  stopFlag = outer_;
 }
 
 CURLcode easy_send(Easy* handle, const void* bytes, std::size_t length, std::size_t* sent) {

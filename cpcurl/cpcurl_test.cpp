@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <openssl/x509_vfy.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstring>
 #include <memory>
 #include <thread>
@@ -125,6 +127,23 @@ TEST(Cpcurl, TriesARefusedPasswordOnce) {
   sending.login("user", "wrong");
   EXPECT_EQ(sending.perform(), CURLE_LOGIN_DENIED);
   EXPECT_EQ(server.connections(), 1);
+}
+
+TEST(Cpcurl, ATransferEndsSoonWhenItsThreadIsToStop) {
+  const LineServer server([](LineServer::Connection& client) { client.staySilent(); });
+  Sending sending(server);
+  std::atomic<bool> stop{false};
+  std::thread other([&stop] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    stop = true;
+  });
+  const auto start = std::chrono::steady_clock::now();
+  {
+    const cpcurl::StopWhen scope(stop);
+    EXPECT_EQ(sending.perform(), CURLE_ABORTED_BY_CALLBACK);
+  }
+  other.join();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
 }
 
 TEST(Cpcurl, BearerTokenNeedsNoUserName) {

@@ -17,6 +17,7 @@
 
 #include <curl/curl.h>
 
+#include <atomic>
 #include <type_traits>
 
 namespace cpcurl {
@@ -55,6 +56,20 @@ CURLcode easy_setopt(Easy* handle, int option, T value) {
 }
 
 CURLcode easy_perform(Easy* handle);
+
+// While it lives, transfers of its thread end with CURLE_ABORTED_BY_CALLBACK within about a second
+// of the flag being set, from whichever thread. Transfers with a CURLOPT_XFERINFOFUNCTION of their
+// own are left to that.
+class StopWhen {
+ public:
+  explicit StopWhen(const std::atomic<bool>& flag);
+  StopWhen(const StopWhen&) = delete;
+  StopWhen& operator=(const StopWhen&) = delete;
+  ~StopWhen();
+
+ private:
+  const std::atomic<bool>* const outer_;
+};
 
 // After a CURLOPT_CONNECT_ONLY transfer: the open connection, as curl_easy_send and curl_easy_recv.
 CURLcode easy_send(Easy* handle, const void* bytes, std::size_t length, std::size_t* sent);

@@ -3,6 +3,7 @@
 
 #include <brennox/ErrorCode.h>
 #include <brennox/IMAPSession.h>
+#include <cpcurl.h>
 
 #include <string>
 #include <utility>
@@ -44,8 +45,12 @@ class CallWorker final : public SimpleAsyncWorker {
         session_(session),
         call_(std::move(call)) {}
 
+  void Interrupt() override { session_.cancel(); }
+
  private:
   void Operation(brennox::ErrorCode* error) override {
+    // An upload has a connection of its own.
+    const cpcurl::StopWhen stop(isEnding());
     call_.Run(session_, error);
     if constexpr (requires { Call::kNullText; }) {
       if (!call_.result) {

@@ -7,7 +7,10 @@
 namespace velkor {
 
 Worker::Worker(Napi::Object owner, Napi::Value callback, const char* failureText)
-    : Napi::AsyncWorker(owner.Env()), owner_(Napi::Persistent(owner)), failureText_(failureText) {
+    : Napi::AsyncWorker(owner.Env()),
+      pending_(PendingWork::Of(owner.Env())),
+      owner_(Napi::Persistent(owner)),
+      failureText_(failureText) {
   if (callback.IsFunction()) {
     Receiver() = Napi::Persistent(Napi::Object::New(owner.Env()));
     Callback() = Napi::Persistent(callback.As<Napi::Function>());
@@ -19,12 +22,19 @@ Napi::Value Worker::Result(Napi::Env) {
 }
 
 void Worker::Execute() {
-  brennox::AutoreleasePool pool;
-  try {
-    Work();
-  } catch (...) {
+  if (!pending_->Begin(this)) {
     SetError(failureText_);
+    return;
   }
+  {
+    brennox::AutoreleasePool pool;
+    try {
+      Work();
+    } catch (...) {
+      SetError(failureText_);
+    }
+  }
+  pending_->End(this);
 }
 
 void Worker::OnOK() {

@@ -1,5 +1,5 @@
-// The asynchronous IMAP session's probe: it runs in a child process, since it blocks and logs to standard
-// error.
+// The asynchronous IMAP session's probe, which runs in a child process, since it blocks and logs to standard
+// error; and what becomes of asynchronous work that waits for a server when its thread or process ends.
 'use strict';
 
 const assert = require('node:assert/strict');
@@ -108,6 +108,41 @@ test('a silent host', async (t) => {
     const { code, signal, took, stderr } = await run(`${worker}
       setTimeout(() => process.exit(7), 1000);`);
     assert.deepEqual([code, signal], [7, null], stderr);
+    assert.ok(took < 10000, `${took} ms`);
+  });
+});
+
+test('queued and running operations do not keep a script from ending', async (t) => {
+  const server = await startScripted([[{ delay: 120000 }]]);
+  t.after(() => server.stop());
+  const settings = JSON.stringify({ hostname: '127.0.0.1', port: server.port, connectionType: 1 });
+  // More than the worker pool has threads, so that some are still queued.
+  const kinds = {
+    'listings of one session': `const s = Object.assign(new brennox.IMAPSession(), ${settings}); const start = () => s.fetchAllFoldersAsync(() => {});`,
+    'listings of many sessions': `const start = () => Object.assign(new brennox.IMAPSession(), ${settings}).fetchAllFoldersAsync(() => {});`,
+    'sends': `const start = () => Object.assign(new brennox.ISMTPAsyncSession(), ${settings}).sendMessageOperation('a@b.test', ['c@d.test'], 'x', 0, () => {});`,
+  };
+  const busy = (kind) => `${kinds[kind]} for (let i = 0; i < 10; i++) start();`;
+  const inWorker = (code) => `new (require('node:worker_threads').Worker)(${JSON.stringify(`const brennox = require(${kLoad});`)} + ${JSON.stringify(code)}, { eval: true })`;
+
+  for (const kind of Object.keys(kinds)) {
+    await t.test(`${kind}: process.exit()`, async () => {
+      const { code, signal, took, stderr } = await run(`${busy(kind)} setTimeout(() => process.exit(7), 300);`);
+      assert.deepEqual([code, signal, stderr], [7, null, '']);
+      assert.ok(took < 10000, `${took} ms`);
+    });
+
+    await t.test(`${kind}: process.exit() in a worker thread`, async () => {
+      const { stdout, took, stderr } = await run(`${inWorker(`${busy(kind)} setTimeout(() => process.exit(7), 300);`)}.on('exit', console.log);`);
+      assert.deepEqual([stdout, stderr], ['7\n', '']);
+      assert.ok(took < 10000, `${took} ms`);
+    });
+  }
+
+  await t.test('an uncaught exception', async () => {
+    const { code, took, stderr } = await run(`${busy('sends')} setTimeout(() => { throw new Error('thrown'); }, 300);`);
+    assert.equal(code, 1);
+    assert.match(stderr, /Error: thrown/);
     assert.ok(took < 10000, `${took} ms`);
   });
 });
