@@ -51,9 +51,9 @@ bool CredentialsFit(const SMTPFields& fields) {
 }
 
 // CURLOPT_XFERINFOFUNCTION: libcurl asks about once a second, also while nothing comes.
-int GiveUpWhenEnding(void* session, curl_off_t /*toDownload*/, curl_off_t /*downloaded*/,
-                     curl_off_t /*toUpload*/, curl_off_t /*uploaded*/) {
-  return static_cast<const SMTPSettings*>(session)->isEnding() ? 1 : 0;
+int MustGiveUp(void* giveUp, curl_off_t /*toDownload*/, curl_off_t /*downloaded*/,
+               curl_off_t /*toUpload*/, curl_off_t /*uploaded*/) {
+  return *static_cast<const std::atomic<bool>*>(giveUp) ? 1 : 0;
 }
 
 // The order of the options is fixed.
@@ -119,7 +119,8 @@ brennox::ErrorCode ErrorOfSend(CURLcode result, std::int32_t connectionType) {
 }
 
 CURLcode SendWithCurl(const SMTPSettings& session, const char* bytes, std::size_t length,
-                      brennox::ErrorCode* error, long timeoutSeconds) {
+                      brennox::ErrorCode* error, long timeoutSeconds,
+                      const std::atomic<bool>* giveUp) {
   const EasyHandle handle(cpcurl::easy_init());
   // The text is fixed as it stands; scripts match on it.
   if (!handle) {
@@ -132,9 +133,11 @@ CURLcode SendWithCurl(const SMTPSettings& session, const char* bytes, std::size_
   }
   const TextList recipients = ListOf(fields.recipients);
   TransferSource source = {bytes, length, 0};
-  cpcurl::easy_setopt(handle.get(), CURLOPT_XFERINFOFUNCTION, GiveUpWhenEnding);
-  cpcurl::easy_setopt(handle.get(), CURLOPT_XFERINFODATA, &session);
-  cpcurl::easy_setopt(handle.get(), CURLOPT_NOPROGRESS, 0);
+  if (giveUp != nullptr) {
+    cpcurl::easy_setopt(handle.get(), CURLOPT_XFERINFOFUNCTION, MustGiveUp);
+    cpcurl::easy_setopt(handle.get(), CURLOPT_XFERINFODATA, giveUp);
+    cpcurl::easy_setopt(handle.get(), CURLOPT_NOPROGRESS, 0);
+  }
   const CURLcode result = Transfer(handle.get(), fields, recipients.get(), source, timeoutSeconds);
   *error = ErrorOfSend(result, fields.connectionType);
   return result;
@@ -163,7 +166,8 @@ CURLcode SendMessageWithRetries(SMTPSettings& session, brennox::Address* sender,
   CURLcode result = CURLE_OK;
   long timeout = policy.firstTimeout;
   for (int attempt = 0; attempt < policy.attempts; attempt++) {
-    result = SendWithCurl(session, message.bytes(), message.length(), error, timeout);
+    result =
+        SendWithCurl(session, message.bytes(), message.length(), error, timeout, policy.giveUp);
     if (result != CURLE_OPERATION_TIMEDOUT && result != CURLE_SEND_ERROR) {
       break;
     }

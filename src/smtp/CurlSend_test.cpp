@@ -10,7 +10,6 @@
 #include <atomic>
 #include <chrono>
 #include <map>
-#include <memory>
 #include <thread>
 
 #include "support/LineServer.h"
@@ -54,27 +53,22 @@ class CurlSend : public testing::Test {
   ErrorCode error = brennox::ErrorNone;
 };
 
-TEST(CurlSendOnExit, IsGivenUp) {
-  brennox::AutoreleasePool pool;
-  const auto ending = std::make_shared<std::atomic<bool>>(false);
-  SMTPSettings session(ending);
+TEST_F(CurlSend, IsGivenUpWhenToldSo) {
   const LineServer silent([](LineServer::Connection& client) { client.staySilent(); });
-  session.with([&](SMTPFields& fields) {
-    fields.hostname = "127.0.0.1";
-    fields.port = silent.port();
-    fields.connectionType = 1;
-  });
-  std::thread exit([&] {
+  Use(silent);
+  std::atomic<bool> giveUp = false;
+  std::thread telling([&] {
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    *ending = true;
+    giveUp = true;
   });
-  ErrorCode error = brennox::ErrorNone;
+  RetryPolicy policy;
+  policy.giveUp = &giveUp;
   const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(SendWithCurl(session, kMessage.data(), kMessage.size(), &error, 60),
-            CURLE_ABORTED_BY_CALLBACK);
-  EXPECT_EQ(error, brennox::ErrorConnection);
+  EXPECT_EQ(Send("me@example.test", {"you@example.test"}, policy), CURLE_ABORTED_BY_CALLBACK);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
-  exit.join();
+  EXPECT_EQ(error, brennox::ErrorConnection);
+  EXPECT_EQ(silent.connections(), 1);
+  telling.join();
 }
 
 TEST_F(CurlSend, SendsTheMessageAsItIs) {

@@ -1,12 +1,9 @@
 // What an SMTP session object holds, apart from its script object.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
-#include <memory>
 #include <mutex>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace velkor {
@@ -33,12 +30,6 @@ struct SMTPFields {
 // of them at once.
 class SMTPSettings {
  public:
-  // Transfers are given up once `ending` is set.
-  explicit SMTPSettings(std::shared_ptr<const std::atomic<bool>> ending = nullptr)
-      : ending_(std::move(ending)) {}
-
-  bool isEnding() const { return ending_ && *ending_; }
-
   SMTPFields snapshot() const {
     const std::lock_guard lock(mutex_);
     return fields_;
@@ -57,7 +48,6 @@ class SMTPSettings {
   }
 
  private:
-  const std::shared_ptr<const std::atomic<bool>> ending_;
   mutable std::mutex mutex_;
   SMTPFields fields_;
 };

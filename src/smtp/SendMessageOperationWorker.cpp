@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "main/ExitFlag.h"
 #include "smtp/CurlSend.h"
 #include "smtp/WSMTPAsyncSession.h"
 
@@ -18,10 +19,14 @@ SendMessageOperationWorker::SendMessageOperationWorker(const Napi::CallbackInfo&
       sender_(sender),
       recipients_(recipients),
       message_(std::move(message)),
-      notify_(notify) {}
+      notify_(notify),
+      exiting_(ExitFlag()) {}
 
 void SendMessageOperationWorker::Work() {
-  SendMessageWithRetries(session_.settings(), sender_.get(), recipients_.get(), *message_, &error_);
+  RetryPolicy policy;
+  policy.giveUp = exiting_.get();
+  SendMessageWithRetries(session_.settings(), sender_.get(), recipients_.get(), *message_, &error_,
+                         policy);
 }
 
 Napi::Value SendMessageOperationWorker::Result(Napi::Env env) {

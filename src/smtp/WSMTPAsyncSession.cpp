@@ -11,7 +11,6 @@
 #include <string>
 
 #include "main/Arguments.h"
-#include "main/ExitFlag.h"
 #include "main/Kinds.h"
 #include "smtp/CurlSend.h"
 #include "smtp/SendMessageOperationWorker.h"
@@ -113,7 +112,7 @@ Napi::Function WSMTPAsyncSession::Define(Napi::Env env) {
 }
 
 WSMTPAsyncSession::WSMTPAsyncSession(const Napi::CallbackInfo& info)
-    : ScriptClass<WSMTPAsyncSession>(info), settings_(ExitFlag()) {}
+    : ScriptClass<WSMTPAsyncSession>(info) {}
 
 Napi::Value WSMTPAsyncSession::AuthType(const Napi::CallbackInfo& info) {
   const std::int32_t stored = Get<&SMTPFields::authType>();

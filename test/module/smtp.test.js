@@ -265,3 +265,26 @@ test('process.exit does not wait for a server that says nothing, in a worker nei
     assert.equal(code, 7);
   }
 });
+
+test('sendMessage works while the process exits', async (t) => {
+  let connections = 0;
+  const server = net.createServer((socket) => {
+    connections++;
+    socket.on('error', () => {});
+    // Later than the first time that a transfer looks whether it shall end.
+    setTimeout(() => socket.end('554 go away\r\n'), 1500);
+  });
+  await new Promise((resolve) => server.listen(0, '127.0.0.1', resolve));
+  t.after(() => server.close());
+  const child = spawn(process.execPath, ['-e', `
+    const { ISMTPAsyncSession } = require(process.env.VELKOR_BRENNOX2);
+    process.on('exit', () => {
+      const session = Object.assign(new ISMTPAsyncSession(), { hostname: '127.0.0.1', port: ${server.address().port}, connectionType: 1 });
+      const start = Date.now();
+      session.sendMessage('text', 'a@example.test', ['b@example.test']);
+      process.exitCode = Date.now() - start > 1000 ? 7 : 8;
+    });`], { stdio: ['ignore', 'inherit', 'inherit'] });
+  const [code] = await once(child, 'exit');
+  assert.equal(connections, 1);
+  assert.equal(code, 7);
+});
