@@ -12,6 +12,7 @@ const { nodes } = require('./nodes.js');
 const { temporaryFolder } = require('./support.js');
 
 const kRoot = path.join(__dirname, '../..');
+const kBuilt = path.join(kRoot, 'build/release/velkor_brennox2.node');
 const kPrebuilt = path.join(kRoot, 'prebuilds/linux-x64/velkor_brennox2.node');
 
 const kScripts = {
@@ -36,13 +37,23 @@ parser.Import(Buffer.from('Subject: hi\\r\\n\\r\\ntext\\r\\n'));
 assert.strictEqual(parser.header.subject, 'hi');
 assert.strictEqual(MessageFlag.Seen, 1);
 `,
-  'use.mts': `
-import { Data, type Callback } from 'velkor_brennox2';
+  'typed.mts': `
+import { Data, MessageBuilder, type Callback } from 'velkor_brennox2';
+import { ErrorCode } from 'velkor_brennox2/constants';
 const length: number = new Data(Buffer.from('x')).length();
-const callback: Callback<Buffer> = (error, data) => void [error, data.length];
-void [length, callback];
+if (length !== 1 || ErrorCode.None !== 0) throw new Error('wrong');
+const callback: Callback<Buffer> = (error, data) => {
+  if (error !== null || data.length === 0) throw new Error('no message');
+};
+new MessageBuilder().getDataAsync(callback);
 `,
 };
+
+// The lines of the README that say how the module is loaded.
+function usageLines() {
+  const [, block] = /^```js\n([^]*?)^```/m.exec(fs.readFileSync(path.join(kRoot, 'README.md'), 'utf8'));
+  return block.trim().split('\n').map((line) => line.replace('/path/to/build', path.join(kRoot, 'build')));
+}
 
 test('the packed module', { skip: !fs.existsSync(kPrebuilt) && 'the release is not built' }, async (t) => {
   const folder = temporaryFolder(t);
@@ -55,24 +66,44 @@ test('the packed module', { skip: !fs.existsSync(kPrebuilt) && 'the release is n
   await t.test('holds what a user needs and nothing of the workshop', () => {
     const names = files.map((file) => file.path);
     for (const name of ['index.js', 'index.mjs', 'index.d.ts', 'index.d.mts', 'constants.js', 'constants.d.ts', 'README.md', 'LICENSE',
+      'docs/certificates.md', 'docs/api/README.md',
       'prebuilds/linux-x64/velkor_brennox2.node', 'prebuilds/linux-x64/velkor_brennox2_impl.so']) {
       assert.ok(names.includes(name), `${name} is missing`);
     }
     assert.deepEqual(names.filter((name) => /^(test|bench|build|brennox|src|node_modules)\//.test(name)), []);
   });
 
+  await t.test('the declarations compile', () => {
+    execFileSync(process.execPath, [path.join(kRoot, 'node_modules/typescript/bin/tsc'), '--strict', '--module', 'nodenext',
+      '--target', 'es2022', '--typeRoots', path.join(kRoot, 'node_modules/@types'), '--types', 'node', 'typed.mts'], { cwd: folder, stdio: 'pipe' });
+  });
+
   for (const { name: version, file, skip } of nodes) {
-    for (const name of ['use.cjs', 'use.mjs']) {
+    for (const name of ['use.cjs', 'use.mjs', 'typed.mjs']) {
       await t.test(`${name} runs on ${version}`, { skip }, () => {
         execFileSync(file, [name], { cwd: folder, stdio: 'pipe' });
       });
     }
   }
 
-  await t.test('TypeScript finds the declarations', () => {
-    execFileSync(process.execPath, [path.join(kRoot, 'node_modules/typescript/bin/tsc'), '--noEmit', '--strict', '--module', 'nodenext',
-      '--target', 'es2022', '--typeRoots', path.join(kRoot, 'node_modules/@types'), '--types', 'node', 'use.mts'], { cwd: folder, stdio: 'pipe' });
+  await t.test('every line of the README that loads it works', { skip: !fs.existsSync(kBuilt) && 'the release is not built here' }, () => {
+    const lines = usageLines();
+    assert.equal(lines.length, 5);
+    for (const line of lines) {
+      const name = line.startsWith('import') ? 'line.mjs' : 'line.cjs';
+      const [, variable] = /(\w+) (?:\}|=)/.exec(line);
+      fs.writeFileSync(path.join(folder, name), `${line}\nif (${variable} === undefined) throw new Error('nothing');\n`);
+      execFileSync(process.execPath, [name], { cwd: folder, stdio: 'pipe' });
+    }
   });
+});
+
+test('the folder installs as it is', { skip: !fs.existsSync(kPrebuilt) && 'the release is not built' }, (t) => {
+  const folder = temporaryFolder(t);
+  fs.writeFileSync(path.join(folder, 'package.json'), '{"private": true}');
+  execFileSync('npm', ['install', '--no-audit', '--no-fund', '--offline', kRoot], { cwd: folder, stdio: 'pipe' });
+  fs.writeFileSync(path.join(folder, 'use.cjs'), kScripts['use.cjs'].replace(/^assert.*velkor_brennox2\.node.*$/m, ''));
+  execFileSync(process.execPath, ['use.cjs'], { cwd: folder, stdio: 'pipe' });
 });
 
 test('without a native module, loading says how to build one', (t) => {
