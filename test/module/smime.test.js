@@ -145,6 +145,38 @@ for (const kind of kinds) {
   });
 }
 
+// What other programs choose where we have made up our mind.
+test('other padding, digests, derivations and curves of openssl are read', () => {
+  ownStore('alice', 'bob');
+  const content = 'Content-Type: text/plain; charset=utf-8\r\n\r\nby openssl\r\n';
+  const signer = (name, ...options) => ['-sign', '-nodetach', '-signer', file(`${name}.crt`), '-inkey', file(`${name}.key`),
+    ...options.flatMap((option) => (option.includes('_') ? ['-keyopt', option] : ['-md', option]))];
+  const recipient = (name, ...options) => ['-encrypt', '-aes-256-cbc', '-recip', file(`${name}.crt`),
+    ...options.flatMap((option) => (option.includes('_') ? ['-keyopt', option] : [`-${option}`]))];
+  const rows = [
+    ...['sha224', 'sha384', 'sha512'].flatMap((digest) => [signer('alice', digest), signer('bob', digest)]), signer('alice', 'sha3-256'),
+    signer('alice', 'rsa_padding_mode:pss'), signer('alice', 'rsa_padding_mode:pss', 'rsa_pss_saltlen:max', 'rsa_mgf1_md:sha1'),
+    ...['sha1', 'sha256', 'sha512'].map((digest) => recipient('alice', 'rsa_padding_mode:oaep', `rsa_oaep_md:${digest}`, 'rsa_mgf1_md:sha256')),
+    ...['sha1', 'sha224', 'sha256', 'sha384', 'sha512'].map((digest) => recipient('bob', `ecdh_kdf_md:${digest}`)),
+    recipient('bob', 'ecdh_cofactor_mode:1'), ...['aes128-wrap', 'aes192-wrap', 'aes256-wrap', 'des3-wrap'].map((wrap) => recipient('bob', wrap)),
+  ];
+  for (const row of rows) {
+    const made = openssl(['cms', '-binary', ...row], content);
+    assert.ok(made.ok, made.err);
+    const parser = parse(made.out);
+    assert.equal(row[0] === '-sign' ? parser.verifyResult : parser.decryptResult, true, row.join(' '));
+    assert.equal(parser.PlainTextBodyRendering().trim(), 'by openssl');
+  }
+  // These are read, and not believed.
+  for (const row of [signer('alice', 'md5'), signer('alice', 'sha1'), signer('bob', 'sha1'), signer('alice', 'sha1', 'rsa_padding_mode:pss')]) {
+    const made = openssl(['cms', '-binary', ...row], content);
+    assert.ok(made.ok, made.err);
+    const parser = parse(made.out);
+    assert.deepEqual(results(parser), { ...kPlain, isSigned: true }, row.join(' '));
+    assert.equal(parser.PlainTextBodyRendering().trim(), 'by openssl');
+  }
+});
+
 test('signing and encrypting: the signature is inside', () => {
   ownStore('bob');
   const b = builder();
