@@ -38,13 +38,11 @@ bool isDirectionMark(std::string_view sequence) {
          (second == 0x81 && third >= 0xA6 && third <= 0xA9);
 }
 
-// What needs no thought is copied in runs: these end one.
-constexpr text::CharacterSet kSpecialInText =
-    text::CharacterSet("&<>").withControls().withNonAscii();
-constexpr text::CharacterSet kSpecialInQuotes =
-    text::CharacterSet("&<>\"'`").withControls().withNonAscii();
+// What needs no thought is copied in runs. These end one, and so do C1 and what is no UTF-8.
+constexpr text::CharacterSet kSpecialInText = text::CharacterSet("&<>").withControls();
+constexpr text::CharacterSet kSpecialInQuotes = text::CharacterSet("&<>\"'`").withControls();
 constexpr text::CharacterSet kSpecialInPlainText =
-    text::CharacterSet("").withControls().withNonAscii().without("\t\n");
+    text::CharacterSet("").withControls().without("\t\n");
 
 }  // namespace
 
@@ -82,10 +80,29 @@ std::size_t utf8Length(std::string_view text) {
 
 namespace {
 
+std::size_t plainRun(std::string_view text, const text::CharacterSet& special) {
+  std::size_t at = 0;
+  while (at < text.size()) {
+    if (byte(text[at]) < 0x80) {
+      if (special.has(text[at])) {
+        break;
+      }
+      ++at;
+      continue;
+    }
+    const std::size_t length = utf8Length(text.substr(at));
+    if (length == 0 || isC1(text.substr(at, length))) {
+      break;
+    }
+    at += length;
+  }
+  return at;
+}
+
 template <bool kQuotes>
 void append(std::string_view text, std::string& out) {
   while (!text.empty()) {
-    const std::size_t run = (kQuotes ? kSpecialInQuotes : kSpecialInText).runBefore(text);
+    const std::size_t run = plainRun(text, kQuotes ? kSpecialInQuotes : kSpecialInText);
     out.append(text.substr(0, run));
     text.remove_prefix(run);
     if (text.empty()) {
@@ -156,7 +173,7 @@ std::string cleanedText(std::string_view text) {
   std::string out;
   out.reserve(text.size());
   while (!text.empty()) {
-    const std::size_t run = kSpecialInPlainText.runBefore(text);
+    const std::size_t run = plainRun(text, kSpecialInPlainText);
     out.append(text.substr(0, run));
     text.remove_prefix(run);
     if (text.empty()) {
