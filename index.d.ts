@@ -574,7 +574,10 @@ declare namespace velkor_brennox2 {
 
   /**
    * Blocking access to a POP3 mailbox (RFC 1939). Deletions take effect with `disconnect`; a session that is
-   * dropped without it deletes nothing.
+   * dropped without it deletes nothing. Every method connects and logs in by itself where that has not happened.
+   *
+   * A message is named by its number, which holds for one connection, or by an entry of a listing, which is refused
+   * when its identifier belongs to another message by now.
    */
   class POPSession implements ConnectionSettings {
     constructor();
@@ -589,26 +592,33 @@ declare namespace velkor_brennox2 {
     /** One of `AuthType`; 0 takes the best that the server offers. */
     authType: number;
     connectionType: number;
-    /** Seconds without progress after which an operation fails; 30 by default. */
+    /** Seconds without progress after which an operation fails; 30 by default, and for 0 and less. */
     timeout: number;
     strictGost: boolean;
-    /** @returns 0, or an `ErrorCode`. */
+    /** Connects without logging in. @returns 0, or an `ErrorCode`. */
     connect(): number;
-    /** Connects first where needed. @returns 0, or an `ErrorCode`. */
+    /**
+     * Connects first where needed. After a refusal the connection is closed.
+     * @returns 0, or an `ErrorCode`: `MailboxInUse` when another session holds the mailbox.
+     */
     login(): number;
-    /** Tries connection and login and leaves no connection behind. @returns 0, or an `ErrorCode`. */
+    /**
+     * Tries connection and login and leaves no connection behind. A session that is logged in only asks whether it
+     * still is.
+     * @returns 0, or an `ErrorCode`.
+     */
     checkAccount(): number;
-    /** Throws an Error "Error code: N". */
+    /** The messages of the mailbox, at most 2^20. Throws an Error "Error code: N". */
     fetchMessages(): POPMessageInfo[];
-    /** Undefined when the message cannot be had. */
+    /** The header alone, where the server has TOP. Undefined when the message cannot be had, for whatever reason. */
     fetchHeader(message: number | POPMessageInfo): MessageHeader | undefined;
-    /** The raw message; undefined when it cannot be had. */
+    /** The raw message; undefined when it cannot be had, for whatever reason. */
     fetchMessage(message: number | POPMessageInfo): Data | undefined;
-    /** @returns 0, or an `ErrorCode`. */
+    /** Marks the message; it goes with `disconnect`. @returns 0, or an `ErrorCode`. */
     deleteMessage(message: number | POPMessageInfo): number;
-    /** @returns 0, or an `ErrorCode`. */
+    /** Keeps the connection alive, or opens one. @returns 0, or an `ErrorCode`. */
     noop(): number;
-    /** Ends the session with QUIT. */
+    /** Ends the session with QUIT: deletions take effect. */
     disconnect(): void;
   }
 }
