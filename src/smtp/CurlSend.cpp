@@ -50,12 +50,6 @@ bool CredentialsFit(const SMTPFields& fields) {
   return true;
 }
 
-// CURLOPT_XFERINFOFUNCTION: libcurl asks about once a second, also while nothing comes.
-int MustGiveUp(void* giveUp, curl_off_t /*toDownload*/, curl_off_t /*downloaded*/,
-               curl_off_t /*toUpload*/, curl_off_t /*uploaded*/) {
-  return *static_cast<const std::atomic<bool>*>(giveUp) ? 1 : 0;
-}
-
 // The order of the options is fixed.
 CURLcode Transfer(cpcurl::Easy* handle, const SMTPFields& fields, const curl_slist* recipients,
                   TransferSource& source, long timeoutSeconds) {
@@ -119,8 +113,7 @@ brennox::ErrorCode ErrorOfSend(CURLcode result, std::int32_t connectionType) {
 }
 
 CURLcode SendWithCurl(const SMTPSettings& session, const char* bytes, std::size_t length,
-                      brennox::ErrorCode* error, long timeoutSeconds,
-                      const std::atomic<bool>* giveUp) {
+                      brennox::ErrorCode* error, long timeoutSeconds) {
   const EasyHandle handle(cpcurl::easy_init());
   // The text is fixed as it stands; scripts match on it.
   if (!handle) {
@@ -133,11 +126,6 @@ CURLcode SendWithCurl(const SMTPSettings& session, const char* bytes, std::size_
   }
   const TextList recipients = ListOf(fields.recipients);
   TransferSource source = {bytes, length, 0};
-  if (giveUp != nullptr) {
-    cpcurl::easy_setopt(handle.get(), CURLOPT_XFERINFOFUNCTION, MustGiveUp);
-    cpcurl::easy_setopt(handle.get(), CURLOPT_XFERINFODATA, giveUp);
-    cpcurl::easy_setopt(handle.get(), CURLOPT_NOPROGRESS, 0);
-  }
   const CURLcode result = Transfer(handle.get(), fields, recipients.get(), source, timeoutSeconds);
   *error = ErrorOfSend(result, fields.connectionType);
   return result;
@@ -166,8 +154,7 @@ CURLcode SendMessageWithRetries(SMTPSettings& session, brennox::Address* sender,
   CURLcode result = CURLE_OK;
   long timeout = policy.firstTimeout;
   for (int attempt = 0; attempt < policy.attempts; attempt++) {
-    result =
-        SendWithCurl(session, message.bytes(), message.length(), error, timeout, policy.giveUp);
+    result = SendWithCurl(session, message.bytes(), message.length(), error, timeout);
     if (result != CURLE_OPERATION_TIMEDOUT && result != CURLE_SEND_ERROR) {
       break;
     }

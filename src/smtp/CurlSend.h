@@ -4,7 +4,6 @@
 #include <brennox/ErrorCode.h>
 #include <cpcurl.h>
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -23,8 +22,6 @@ struct RetryPolicy {
   long firstTimeout = 300;
   long timeoutStep = 240;
   int attempts = 5;
-  // The transfer is given up once it is set. May be null.
-  const std::atomic<bool>* giveUp = nullptr;
 };
 
 // Makes `sender` the session's sender, adds `recipients` (Address objects) to those that the
@@ -45,7 +42,6 @@ brennox::ErrorCode ErrorOfSend(CURLcode result, std::int32_t connectionType);
 // One attempt with the session's present settings, sender and recipients. A time-out of 0 is curl's
 // own.
 CURLcode SendWithCurl(const SMTPSettings& session, const char* bytes, std::size_t length,
-                      brennox::ErrorCode* error, long timeoutSeconds,
-                      const std::atomic<bool>* giveUp = nullptr);
+                      brennox::ErrorCode* error, long timeoutSeconds);
 
 }  // namespace velkor

@@ -53,7 +53,7 @@ class CurlSend : public testing::Test {
   ErrorCode error = brennox::ErrorNone;
 };
 
-TEST_F(CurlSend, IsGivenUpWhenToldSo) {
+TEST_F(CurlSend, IsNotTriedAgainOnceItIsToStop) {
   const LineServer silent([](LineServer::Connection& client) { client.staySilent(); });
   Use(silent);
   std::atomic<bool> giveUp = false;
@@ -61,10 +61,9 @@ TEST_F(CurlSend, IsGivenUpWhenToldSo) {
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     giveUp = true;
   });
-  RetryPolicy policy;
-  policy.giveUp = &giveUp;
+  const cpcurl::StopWhen stop(giveUp);
   const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(Send("me@example.test", {"you@example.test"}, policy), CURLE_ABORTED_BY_CALLBACK);
+  EXPECT_EQ(Send("me@example.test", {"you@example.test"}), CURLE_ABORTED_BY_CALLBACK);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
   EXPECT_EQ(error, brennox::ErrorConnection);
   EXPECT_EQ(silent.connections(), 1);

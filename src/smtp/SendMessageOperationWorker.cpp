@@ -1,8 +1,9 @@
 #include "smtp/SendMessageOperationWorker.h"
 
+#include <cpcurl.h>
+
 #include <utility>
 
-#include "main/ExitFlag.h"
 #include "smtp/CurlSend.h"
 #include "smtp/WSMTPAsyncSession.h"
 
@@ -19,14 +20,11 @@ SendMessageOperationWorker::SendMessageOperationWorker(const Napi::CallbackInfo&
       sender_(sender),
       recipients_(recipients),
       message_(std::move(message)),
-      notify_(notify),
-      exiting_(ExitFlag()) {}
+      notify_(notify) {}
 
 void SendMessageOperationWorker::Work() {
-  RetryPolicy policy;
-  policy.giveUp = exiting_.get();
-  SendMessageWithRetries(session_.settings(), sender_.get(), recipients_.get(), *message_, &error_,
-                         policy);
+  const cpcurl::StopWhen stop(isEnding());
+  SendMessageWithRetries(session_.settings(), sender_.get(), recipients_.get(), *message_, &error_);
 }
 
 Napi::Value SendMessageOperationWorker::Result(Napi::Env env) {

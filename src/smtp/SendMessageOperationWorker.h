@@ -7,9 +7,7 @@
 #include <brennox/ErrorCode.h>
 #include <brennox/Ref.h>
 
-#include <atomic>
 #include <cstdint>
-#include <memory>
 
 #include "main/Worker.h"
 
@@ -35,7 +33,6 @@ class SendMessageOperationWorker final : public Worker {
   const brennox::Ref<brennox::Data> message_;
   // Taken from the script and used nowhere.
   [[maybe_unused]] const std::int32_t notify_;
-  const std::shared_ptr<const std::atomic<bool>> exiting_;
   brennox::ErrorCode error_ = brennox::ErrorNone;
 };
 
