@@ -11,7 +11,6 @@
 #include <functional>
 #include <string>
 #include <type_traits>
-#include <unordered_set>
 #include <vector>
 
 #include "main/Arguments.h"
@@ -73,9 +72,14 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
 
   // The native part of a script value; null for values of any other kind.
   static Self* From(Napi::Value value) {
+    bool isTagged = false;
     void* self = nullptr;
-    const bool isWrapper = napi_unwrap(value.Env(), value, &self) == napi_ok;
-    return isWrapper && Living().count(self) != 0 ? static_cast<Self*>(self) : nullptr;
+    if (!value.IsObject() ||
+        napi_check_object_type_tag(value.Env(), value, &kTag, &isTagged) != napi_ok || !isTagged ||
+        napi_unwrap(value.Env(), value, &self) != napi_ok) {
+      return nullptr;
+    }
+    return static_cast<Self*>(self);
   }
 
   // The native part of a value that has to be a `Self`. Primitive values are coerced to objects;
@@ -98,13 +102,12 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
   using Napi::ObjectWrap<Self>::InstanceMethod;
 
   explicit ScriptClass(const Napi::CallbackInfo& info) : Napi::ObjectWrap<Self>(info) {
-    Living().insert(this);
+    if (napi_type_tag_object(info.Env(), info.This(), &kTag) != napi_ok) {
+      throw Napi::Error::New(info.Env());
+    }
   }
 
-  ~ScriptClass() override {
-    Living().erase(this);
-    Weigh(0);
-  }
+  ~ScriptClass() override { Weigh(0); }
 
   // Tells the garbage collector how many bytes the library keeps for this object.
   void Weigh(std::size_t bytes) {
@@ -156,13 +159,12 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
   }
 
  private:
-  // This thread's objects of the class, which begin with their ScriptClass. Tells them from those
-  // of other classes, of other addons, and of another copy of this module in the process, which may
-  // be of another version. Node-API's own type tags cost more than all else that a getter does.
-  static std::unordered_set<const void*>& Living() {
-    thread_local std::unordered_set<const void*> living;
-    return living;
-  }
+  // Tells the objects of our classes from each other's, from other addons' and from those of
+  // another copy of this module in the process, which may be of another version: nothing else has
+  // this address.
+  static inline const char kTagPlace = 0;
+  static inline const napi_type_tag kTag = {0x76656c6b6f725f32U,
+                                            reinterpret_cast<std::uintptr_t>(&kTagPlace)};
 
   // Calls a member of Self or of its library object.
   template <auto kMember, class... Args>
