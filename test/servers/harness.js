@@ -10,9 +10,8 @@
 // Options: dovecot (imap imaps pop3 pop3s lmtp), postfix (smtp submission smtps smtpNoTls smtpNoAuth;
 // brings dovecot, where it delivers to), old (oldImap oldImaps oldPop3 oldPop3s: INBOX. prefix, dots,
 // plain passwords, self-signed certificate), kerberos (a realm in which dovecot takes tickets; `kerberos` is the
-// environment that leads to it),
-// cyrus (cyrus: any password), badtls (expired_imaps, wronghost_pop3s, selfsigned_smtps ...,
-// silent, garbage). `ports.refused` is always a port that nobody listens on.
+// environment that leads to it), cyrus (cyrus: any password), badtls (expired_imaps, wronghost_pop3s,
+// selfsigned_smtps ..., silent, garbage). `ports.refused` is always a port that nobody listens on.
 'use strict';
 
 const { spawn } = require('node:child_process');
