@@ -77,15 +77,18 @@ void keepLiteral() {
   g_kept.push_back(kept);
 }
 
+// A status line may carry all capabilities.
+constexpr std::size_t kTail = 4096;
+
 // Throws everything away until a line "<tag> OK..." ends the bytes that have come.
 void discardThrough(const std::string& tag) {
   std::string tail;
   const std::string start = "\n" + tag + " ";
   for (;;) {
     const std::size_t got = readSome(g_buffer, sizeof g_buffer);
-    const std::size_t kept = std::min<std::size_t>(got, 256);
+    const std::size_t kept = std::min<std::size_t>(got, kTail);
     tail.append(g_buffer + got - kept, kept);
-    tail.erase(0, tail.size() > 512 ? tail.size() - 512 : 0);
+    tail.erase(0, tail.size() > 2 * kTail ? tail.size() - 2 * kTail : 0);
     const std::size_t at = tail.rfind(start);
     if (at != std::string::npos && tail.find("\r\n", at) == tail.size() - 2) {
       return;
