@@ -10,6 +10,9 @@ const { execFileSync } = require('node:child_process');
 const crypto = require('node:crypto');
 const fs = require('node:fs');
 const path = require('node:path');
+const util = require('node:util');
+
+const { median } = require('./lib.js');
 
 const kAttachmentSize = 20 << 20;
 const kText = 'Здравствуйте! Посылаю обещанный отчёт, посмотрите его до пятницы.\n'.repeat(8);
@@ -58,19 +61,22 @@ function peerSide() {
 
 const kSides = { ours: ourSide, peer: peerSide };
 
-// The best time of one build in milliseconds, and how many were made a second.
+const nextTurn = util.promisify(setImmediate);
+
+// The median time of one build in milliseconds, and how many were made a second.
 async function measure(side, attachments, seconds) {
   await side.build(attachments);
-  let best = Infinity;
-  let count = 0;
+  const times = [];
   const start = performance.now();
-  while (performance.now() - start < seconds * 1000 || count < 3) {
+  while (performance.now() - start < seconds * 1000 || times.length < 3) {
     const before = performance.now();
     await side.build(attachments);
-    best = Math.min(best, performance.now() - before);
-    count++;
+    times.push(performance.now() - before);
+    // Node.js finalizes what native modules made, and so gives their memory back, when the event loop turns, as
+    // it does between the mails of a script; a loop of promises alone never lets it.
+    await nextTurn();
   }
-  return { best, rate: (count * 1000) / (performance.now() - start) };
+  return { time: median(times), rate: (times.length * 1000) / (performance.now() - start) };
 }
 
 // The most memory that this process has held, in MiB. (The figure of getrusage starts with the parent's.)
@@ -108,7 +114,7 @@ async function main() {
 
   const big = [{ content: noise(kAttachmentSize), filename: 'отчёт.bin' }];
   const bigTimes = [await measure(ours, big, seconds), await measure(peer, big, seconds)];
-  row('20 MiB attachment to a Buffer', 'ms', bigTimes[0].best, bigTimes[1].best, bigTimes[1].best / bigTimes[0].best);
+  row('20 MiB attachment to a Buffer', 'ms', bigTimes[0].time, bigTimes[1].time, bigTimes[1].time / bigTimes[0].time);
 
   const none = [await measure(ours, [], seconds), await measure(peer, [], seconds)];
   row('text + HTML', 'mails/s', none[0].rate, none[1].rate, none[0].rate / none[1].rate);
