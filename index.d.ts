@@ -463,7 +463,7 @@ declare namespace velkor_brennox2 {
     HtmlRendering(): string;
     /** The body alone as a safe HTML fragment. */
     HtmlBodyRendering(): string;
-    /** Header, body and a list of attachments as text. */
+    /** Header and body as text, with a line for each embedded message; other attachments are not named. */
     PlainTextRendering(): string;
     /** The body alone as text; HTML reads as a person would have written it. */
     PlainTextBodyRendering(): string;
