@@ -9,6 +9,8 @@ const path = require('node:path');
 const { waitForPort } = require('./ports.js');
 
 const kRoot = process.env.CYRUS_ROOT ?? path.join(__dirname, '../../build/cyrus');
+// Some packages still put their libraries outside /usr.
+const kLibraries = ['usr/lib', 'lib'].map((name) => path.join(kRoot, name, 'x86_64-linux-gnu')).join(':');
 const kPrograms = ['master', 'imapd', 'ctl_cyrusdb'].map((name) => path.join(kRoot, 'usr/lib/cyrus/bin', name));
 // Any user without rights; the server refuses to be root.
 const kUser = 'nobody';
@@ -66,7 +68,7 @@ async function startCyrus({ folder, port }) {
     '-p', path.join(folder, 'run/pid'), '-L', path.join(folder, 'conf/log/stderr'),
   ], {
     detached: true, stdio: ['ignore', output, output],
-    env: { ...process.env, LD_LIBRARY_PATH: path.join(kRoot, 'usr/lib/x86_64-linux-gnu') },
+    env: { ...process.env, LD_LIBRARY_PATH: kLibraries },
   });
   fs.closeSync(output);
   let running = true;
