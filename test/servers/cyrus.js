@@ -9,9 +9,9 @@ const path = require('node:path');
 const { waitForPort } = require('./ports.js');
 
 const kRoot = process.env.CYRUS_ROOT ?? path.join(__dirname, '../../build/cyrus');
+const programs = (root) => ['master', 'imapd', 'ctl_cyrusdb'].map((name) => path.join(root, 'usr/lib/cyrus/bin', name));
 // Some packages still put their libraries outside /usr.
-const kLibraries = ['usr/lib', 'lib'].map((name) => path.join(kRoot, name, 'x86_64-linux-gnu')).join(':');
-const kPrograms = ['master', 'imapd', 'ctl_cyrusdb'].map((name) => path.join(kRoot, 'usr/lib/cyrus/bin', name));
+const libraries = (root) => ['usr/lib', 'lib'].map((name) => path.join(root, name, 'x86_64-linux-gnu')).join(':');
 // Any user without rights; the server refuses to be root.
 const kUser = 'nobody';
 
@@ -39,7 +39,7 @@ conversations: no
 }
 
 function services(folder, port) {
-  const [, imapd, database] = kPrograms;
+  const [, imapd, database] = programs(path.join(folder, 'programs'));
   return `
 START {
   recover cmd="${database} -C ${folder}/imapd.conf -r"
@@ -61,14 +61,17 @@ async function startCyrus({ folder, port }) {
   fs.writeFileSync(path.join(folder, 'imapd.conf'), configuration(folder));
   fs.writeFileSync(path.join(folder, 'cyrus.conf'), services(folder, port));
   execFileSync('chown', ['-R', `${kUser}:`, folder]);
+  // The checkout may lie where a user without rights cannot read.
+  const root = path.join(folder, 'programs');
+  fs.cpSync(kRoot, root, { recursive: true, verbatimSymlinks: true });
 
   const output = fs.openSync(path.join(folder, 'output'), 'w');
-  const child = spawn(kPrograms[0], [
+  const child = spawn(programs(root)[0], [
     '-C', path.join(folder, 'imapd.conf'), '-M', path.join(folder, 'cyrus.conf'),
     '-p', path.join(folder, 'run/pid'), '-L', path.join(folder, 'conf/log/stderr'),
   ], {
     detached: true, stdio: ['ignore', output, output],
-    env: { ...process.env, LD_LIBRARY_PATH: kLibraries },
+    env: { ...process.env, LD_LIBRARY_PATH: libraries(root) },
   });
   fs.closeSync(output);
   let running = true;
@@ -83,4 +86,4 @@ async function startCyrus({ folder, port }) {
   return child.pid;
 }
 
-module.exports = { kCyrusPrograms: kPrograms, startCyrus };
+module.exports = { kCyrusPrograms: programs(kRoot), startCyrus };
