@@ -404,6 +404,12 @@ void appendPiece(std::string_view piece, std::size_t& column, std::string& out) 
   column += piece.size();
 }
 
+// Readers decode encoded-words in parameters, although none may stand there, and RFC 2231 form
+// without its asterisk.
+bool isMisleading(std::string_view value) {
+  return value.find("=?") != std::string_view::npos || looksExtended(value);
+}
+
 }  // namespace
 
 const std::string* ParameterizedValue::find(std::string_view name) const {
@@ -444,9 +450,8 @@ std::string parseParameterizedValue(std::string_view raw) {
 
 void appendParameter(std::string_view name, std::string_view value, std::size_t& column,
                      std::string& out) {
-  // Readers decode encoded-words here, although none may stand here.
-  const bool isMisleading = value.find("=?") != std::string_view::npos;
-  if (isPrintable(value) && !isMisleading) {
+  const bool mustEncode = isMisleading(value);
+  if (isPrintable(value) && !mustEncode) {
     const std::string piece = std::string(name) + "=" + quotedText(value);
     if (piece.size() + 2 <= kMaxLine) {
       appendPiece(piece, column, out);
@@ -455,7 +460,7 @@ void appendParameter(std::string_view name, std::string_view value, std::size_t&
   }
   std::string repaired;
   text::appendRepairedUtf8(value, repaired);
-  const bool encode = isMisleading || !isPrintable(repaired);
+  const bool encode = mustEncode || !isPrintable(repaired);
   // In pieces that fit a line each, no character divided.
   std::vector<std::string> pieces(1);
   constexpr std::size_t kNumberRoom = 8;
@@ -492,7 +497,7 @@ void appendParameter(std::string_view name, std::string_view value, std::size_t&
 
 void appendParameterAsEncodedWord(std::string_view name, std::string_view value,
                                   std::size_t& column, std::string& out) {
-  if (isPrintable(value) && value.find("=?") == std::string_view::npos) {
+  if (isPrintable(value) && !isMisleading(value)) {
     const std::string piece = std::string(name) + "=" + quotedText(value);
     if (piece.size() + 2 <= kMaxLine) {
       appendPiece(piece, column, out);

@@ -124,6 +124,10 @@ TEST(Parameters, AreWrittenInTheSimplestForm) {
   EXPECT_EQ(written("filename", "a\"b\\c"), "; filename=\"a\\\"b\\\\c\"");
   EXPECT_EQ(written("filename", ""), "; filename=\"\"");
   EXPECT_EQ(written("filename", "имя.txt"), "; filename*=utf-8''%D0%B8%D0%BC%D1%8F.txt");
+  // What a reader could take for RFC 2231 form is written in it.
+  EXPECT_EQ(written("filename", "utf-8''a%20b"), "; filename*=utf-8''utf-8%27%27a%2520b");
+  EXPECT_EQ(parseParameterized("a/b" + written("name", "utf-8''a%20b", true)).get("name"),
+            "utf-8''a%20b");
   EXPECT_EQ(written("name", "имя.txt", true), "; name=\"=?utf-8?B?0LjQvNGPLnR4dA==?=\"");
 }
 
