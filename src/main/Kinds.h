@@ -143,10 +143,15 @@ template <class T, class Convert>
 Napi::Array ArrayOf(Napi::Env env, brennox::Array* array, Convert convert) {
   const std::uint32_t count = array == nullptr ? 0 : array->count();
   Napi::Array result = Napi::Array::New(env, count);
-  for (std::uint32_t i = 0; i < count; ++i) {
+  // A scope costs about as much as an element, so that a few share one.
+  constexpr std::uint32_t kElementsPerScope = 16;
+  for (std::uint32_t i = 0; i < count;) {
     Napi::HandleScope scope(env);
-    const Napi::Value element = convert(array->at<T>(i));
-    result.Set(i, element);
+    const std::uint32_t end = count - i > kElementsPerScope ? i + kElementsPerScope : count;
+    for (; i < end; ++i) {
+      const Napi::Value element = convert(array->at<T>(i));
+      result.Set(i, element);
+    }
   }
   return result;
 }

@@ -72,6 +72,9 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
 
   // The native part of a script value; null for values of any other kind.
   static Self* From(Napi::Value value) {
+    if (IsLast(value)) {
+      return static_cast<Self*>(last_);
+    }
     bool isTagged = false;
     void* self = nullptr;
     if (!value.IsObject() ||
@@ -79,6 +82,7 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
         napi_unwrap(value.Env(), value, &self) != napi_ok) {
       return nullptr;
     }
+    last_ = static_cast<Self*>(self);
     return static_cast<Self*>(self);
   }
 
@@ -105,9 +109,15 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
     if (napi_type_tag_object(info.Env(), info.This(), &kTag) != napi_ok) {
       throw Napi::Error::New(info.Env());
     }
+    last_ = this;
   }
 
-  ~ScriptClass() override { Weigh(0); }
+  ~ScriptClass() override {
+    if (last_ == this) {
+      last_ = nullptr;
+    }
+    Weigh(0);
+  }
 
   // Tells the garbage collector how many bytes the library keeps for this object.
   void Weigh(std::size_t bytes) {
@@ -165,6 +175,19 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
   static inline const char kTagPlace = 0;
   static inline const napi_type_tag kTag = {0x76656c6b6f725f32U,
                                             reinterpret_cast<std::uintptr_t>(&kTagPlace)};
+
+  // Scripts read many members of one object in a row, and a look at its tag costs more than most
+  // getters. The very object whose tag was looked at last on this thread needs no second look.
+  static bool IsLast(Napi::Value value) {
+    napi_value object = nullptr;
+    bool isSame = false;
+    return last_ != nullptr && last_->Env() == value.Env() &&
+           napi_get_reference_value(value.Env(), *last_, &object) == napi_ok && object != nullptr &&
+           napi_strict_equals(value.Env(), value, object, &isSame) == napi_ok && isSame;
+  }
+
+  // Null or alive: a destructor removes its object.
+  static inline constinit thread_local ScriptClass* last_ = nullptr;
 
   // Calls a member of Self or of its library object.
   template <auto kMember, class... Args>

@@ -4,6 +4,8 @@
 #include <brennox/Array.h>
 #include <brennox/String.h>
 
+#include <vector>
+
 #include "main/Arguments.h"
 #include "main/Kinds.h"
 
@@ -52,17 +54,21 @@ Napi::Function WMessageHeader::Define(Napi::Env env) {
 Napi::Value WMessageHeader::ExtraHeaders(const Napi::CallbackInfo& info) {
   const Napi::Env env = info.Env();
   Napi::Object result = Napi::Object::New(env);
+  std::vector<napi_property_descriptor> fields;
   for (const brennox::Ref<brennox::Object>& entry : *held()->allExtraHeadersNames()) {
-    Napi::HandleScope scope(env);
     auto* const name = static_cast<brennox::String*>(entry.get());
     brennox::String* const value = held()->extraHeaderValueForName(name);
     if (value != nullptr) {
-      // Defined, not assigned: a message may carry a field of the name "__proto__".
-      constexpr auto kPlain = static_cast<napi_property_attributes>(
-          napi_writable | napi_enumerable | napi_configurable);
-      result.DefineProperty(Napi::PropertyDescriptor::Value(
-          Text::ToScript(env, name).As<Napi::String>(), Text::ToScript(env, value), kPlain));
+      napi_property_descriptor field{};
+      field.name = Text::ToScript(env, name);
+      field.value = Text::ToScript(env, value);
+      field.attributes = napi_default_jsproperty;
+      fields.push_back(field);
     }
+  }
+  // Defined, not assigned: a message may carry a field of the name "__proto__".
+  if (napi_define_properties(env, result, fields.size(), fields.data()) != napi_ok) {
+    throw Napi::Error::New(env);
   }
   return result;
 }
