@@ -39,6 +39,10 @@ std::optional<std::uint64_t> ContentSource::sizeOf(AbstractPart* /*part*/) {
 
 void ContentSource::prefetch(const std::vector<AbstractPart*>& /*parts*/) {}
 
+const mime::Sorting* ContentSource::sortingOf(AbstractPart* /*root*/) {
+  return nullptr;
+}
+
 namespace {
 
 // Messages inside messages that are shown; deeper ones are listed as attachments.
@@ -153,24 +157,31 @@ bool mayBePicture(AbstractPart* part) {
 // The parts of one message in their places, with the texts of its bodies.
 class Message {
  public:
-  Message(AbstractPart* root, ContentSource& source, bool forHtml) : source_(source) {
-    mime::Sorting sorting = mime::sortParts(root);
-    source.prefetch(bodyParts(sorting, forHtml));
-    if (mime::needsCidReferences(sorting)) {
+  Message(AbstractPart* root, ContentSource& source, bool forHtml)
+      : source_(source), sorting_(source.sortingOf(root)) {
+    if (sorting_ != nullptr) {
+      source.prefetch(bodyParts(*sorting_, forHtml));
+      return;
+    }
+    ownSorting_ = mime::sortParts(root);
+    sorting_ = &ownSorting_;
+    source.prefetch(bodyParts(ownSorting_, forHtml));
+    if (mime::needsCidReferences(ownSorting_)) {
       mime::CidReferences references;
-      for (const mime::Body& body : sorting.bodies) {
+      for (const mime::Body& body : ownSorting_.bodies) {
         for (AbstractPart* part : body.html) {
           if (isHtml(part)) {
             mime::collectCidReferences(textOfPart(part), references);
           }
         }
       }
-      sorting = mime::sortParts(root, &references);
+      ownSorting_ = mime::sortParts(root, &references);
     }
-    sorting_ = std::move(sorting);
   }
+  Message(const Message&) = delete;
+  Message& operator=(const Message&) = delete;
 
-  const mime::Sorting& sorting() const { return sorting_; }
+  const mime::Sorting& sorting() const { return *sorting_; }
 
   // Decoded once, kept as long as the message.
   std::string_view textOfPart(AbstractPart* part) {
@@ -196,7 +207,8 @@ class Message {
   }
 
   ContentSource& source_;
-  mime::Sorting sorting_;
+  mime::Sorting ownSorting_;
+  const mime::Sorting* sorting_;
   std::unordered_map<AbstractPart*, Ref<String>> texts_;
 };
 

@@ -18,6 +18,8 @@
 #include <optional>
 #include <vector>
 
+#include "mime/classify.h"
+
 namespace brennox {
 
 class AbstractPart;
@@ -44,6 +46,8 @@ class ContentSource {
   virtual std::optional<std::uint64_t> sizeOf(AbstractPart* part);
   // Parts that the rendering is about to ask for, bodies first. A source that fetches may use it.
   virtual void prefetch(const std::vector<AbstractPart*>& parts);
+  // The parts under `root` in their places, where that is known already; else null.
+  virtual const mime::Sorting* sortingOf(AbstractPart* root);
 };
 
 // `header` and `mainPart` may be null (a rendering without header block, an empty body);

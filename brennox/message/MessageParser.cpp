@@ -20,6 +20,8 @@ namespace {
 // The contents of a parsed message's parts, for the renderings.
 class PartContents final : public html::ContentSource {
  public:
+  PartContents(AbstractPart* root, const mime::Sorting& sorting) : root_(root), sorting_(sorting) {}
+
   Data* contentOf(AbstractPart* part) override {
     auto* const leaf = dynamic_cast<Attachment*>(part);
     return leaf == nullptr ? nullptr : leaf->data();
@@ -28,6 +30,13 @@ class PartContents final : public html::ContentSource {
     auto* const leaf = dynamic_cast<Attachment*>(part);
     return leaf == nullptr ? nullptr : leaf->decodedString();
   }
+  const mime::Sorting* sortingOf(AbstractPart* root) override {
+    return root == root_ ? &sorting_ : nullptr;
+  }
+
+ private:
+  AbstractPart* root_;
+  const mime::Sorting& sorting_;
 };
 
 // What a part without a file name is called, before its ending.
@@ -103,9 +112,11 @@ struct MessageParser::State {
   Ref<mime::MimePart> inside;
   message::SecureResult secure;
   Ref<MessageHeader> header;
-  // Both null until they are asked for.
+  // Null and empty until one is asked for. Parts keep their places from then on, whatever names or
+  // types they are given.
   Ref<Array> attachments;
   Ref<Array> inlined;
+  mime::Sorting sorting;
   Ref<String> tempFolder;
   Ref<String> keyUsagePolicy;
   bool doNotDecrypt = false;
@@ -132,15 +143,15 @@ struct MessageParser::State {
       return;
     }
     const AutoreleasePool pool;
-    mime::Sorting sorting = mime::sortParts(root());
+    sorting = mime::sortParts(root());
     if (mime::needsCidReferences(sorting)) {
       mime::CidReferences references;
-      PartContents contents;
       for (const mime::Body& body : sorting.bodies) {
         for (AbstractPart* part : body.html) {
           if (textOf(part->mimeType()) == "text/html") {
             const AutoreleasePool textPool;
-            mime::collectCidReferences(textOf(contents.textOf(part)), references);
+            mime::collectCidReferences(textOf(static_cast<Attachment*>(part)->decodedString()),
+                                       references);
           }
         }
       }
@@ -150,6 +161,11 @@ struct MessageParser::State {
     nameParts(sorting.inlined);
     attachments = arrayOf(sorting.attachments);
     inlined = arrayOf(sorting.inlined);
+  }
+
+  PartContents contents() {
+    sort();
+    return PartContents(root(), sorting);
   }
 };
 
@@ -210,8 +226,7 @@ String* MessageParser::htmlRendering(HTMLRendererTemplateCallback* templates) {
   if (mainPart() == nullptr) {
     return String::string();
   }
-  PartContents contents;
-  state_->sort();
+  PartContents contents = state_->contents();
   return html::htmlRendering(header(), mainPart(), contents, templates);
 }
 
@@ -219,7 +234,7 @@ String* MessageParser::htmlBodyRendering() {
   if (mainPart() == nullptr) {
     return String::string();
   }
-  PartContents contents;
+  PartContents contents = state_->contents();
   return html::htmlBodyRendering(mainPart(), contents);
 }
 
@@ -227,8 +242,7 @@ String* MessageParser::plainTextRendering() {
   if (mainPart() == nullptr) {
     return String::string();
   }
-  PartContents contents;
-  state_->sort();
+  PartContents contents = state_->contents();
   return html::plainTextRendering(header(), mainPart(), contents);
 }
 
@@ -236,7 +250,7 @@ String* MessageParser::plainTextBodyRendering(bool stripWhitespace) {
   if (mainPart() == nullptr) {
     return String::string();
   }
-  PartContents contents;
+  PartContents contents = state_->contents();
   return html::plainTextBodyRendering(mainPart(), contents, stripWhitespace);
 }
 

@@ -1,7 +1,12 @@
+#include <brennox/Array.h>
 #include <brennox/AutoreleasePool.h>
+#include <brennox/Data.h>
 #include <brennox/MessageParser.h>
 #include <brennox/String.h>
 #include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
 
 namespace brennox {
 namespace {
@@ -45,6 +50,21 @@ TEST(MessageParser, TakesItsSettings) {
   EXPECT_TRUE(parser->doNotDecrypt());
   EXPECT_EQ(parser->keyUsagePolicy()->view(), "kupEmail");
   EXPECT_EQ(parser->getTempFolder()->view(), "/tmp/x");
+}
+
+// Naming a part that is also shown as the body must not take it out of the body.
+TEST(MessageParser, RenderingsAreTheSameBeforeAndAfterAttachmentsAreRead) {
+  const AutoreleasePool pool;
+  const std::string_view mail = "Subject: x\r\nContent-Type: text/enriched\r\n\r\nhello\r\n";
+  MessageParser* parser =
+      MessageParser::messageParserWithData(Data::dataWithBytes(mail.data(), mail.size()));
+  EXPECT_EQ(parser->plainTextBodyRendering(false)->view(), "hello");
+  const std::string html(parser->htmlBodyRendering()->view());
+  EXPECT_NE(html.find("hello"), std::string::npos);
+  ASSERT_EQ(parser->attachments()->count(), 1U);
+  EXPECT_EQ(parser->plainTextBodyRendering(false)->view(), "hello");
+  EXPECT_EQ(parser->htmlBodyRendering()->view(), html);
+  EXPECT_NE(parser->htmlRendering()->view().find("hello"), std::string_view::npos);
 }
 
 TEST(MessageParser, NoDataNoParser) {
