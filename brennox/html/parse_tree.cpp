@@ -8,6 +8,7 @@
 #include <cstring>
 #include <iterator>
 #include <new>
+#include <utility>
 
 #include "html/bounded_html.h"
 
@@ -17,12 +18,20 @@ namespace brennox::html {
 // says so.
 class ParseTree::Arena {
  public:
-  Arena() = default;
+  Arena() {
+    if (kept().bytes != nullptr) {
+      take(std::exchange(kept(), {}));
+    }
+  }
   Arena(const Arena&) = delete;
   Arena& operator=(const Arena&) = delete;
   ~Arena() {
-    for (void* chunk : chunks_) {
-      std::free(chunk);
+    for (const Chunk& chunk : chunks_) {
+      if (chunk.size > kept().size) {
+        std::free(std::exchange(kept(), chunk).bytes);
+      } else {
+        std::free(chunk.bytes);
+      }
     }
     while (large_ != nullptr) {
       Large* const next = large_->next;
@@ -55,6 +64,26 @@ class ParseTree::Arena {
     Header header;
   };
 
+  struct Chunk {
+    char* bytes = nullptr;
+    std::size_t size = 0;
+  };
+  struct KeptChunk : Chunk {
+    ~KeptChunk() { std::free(std::exchange(bytes, nullptr)); }
+  };
+
+  // The largest chunk of the texts before: a thread that parses one parses more.
+  static Chunk& kept() {
+    thread_local KeptChunk chunk;
+    return chunk;
+  }
+
+  void take(Chunk chunk) {
+    chunks_.push_back(chunk);
+    next_ = chunk.bytes;
+    left_ = chunk.size;
+  }
+
   void* allocate(std::size_t size) noexcept {
     if (size >= kLargeBlock) {
       auto* const large = static_cast<Large*>(checked(std::malloc(sizeof(Large) + size)));
@@ -69,9 +98,7 @@ class ParseTree::Arena {
     }
     const std::size_t needed = sizeof(Header) + (size + kAlignment - 1) / kAlignment * kAlignment;
     if (left_ < needed) {
-      next_ = static_cast<char*>(checked(std::malloc(nextChunk_)));
-      left_ = nextChunk_;
-      chunks_.push_back(next_);
+      take({static_cast<char*>(checked(std::malloc(nextChunk_))), nextChunk_});
       nextChunk_ = std::min(2 * nextChunk_, kLargestChunk);
     }
     auto* const header = new (next_) Header{false};
@@ -104,7 +131,7 @@ class ParseTree::Arena {
     return block;
   }
 
-  std::vector<void*> chunks_;
+  std::vector<Chunk> chunks_;
   char* next_ = nullptr;
   std::size_t left_ = 0;
   std::size_t nextChunk_ = kFirstChunk;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <unordered_map>
 #include <vector>
 
 #include "html/css.h"
@@ -25,6 +26,8 @@ namespace {
 constexpr std::size_t kOuterDepth = 2;
 // <table><tbody><tr><td>: a table is opened only when its cells fit too.
 constexpr std::size_t kTableDepth = 4;
+// Different style attributes of one text that are kept cleaned.
+constexpr std::size_t kMaxKeptStyles = 256;
 
 constexpr bool isHtmlSpace(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f';
@@ -275,7 +278,7 @@ class Sanitizer {
 
   void attribute(const Element& element, std::string_view name, std::string_view value) {
     if (name == "style") {
-      const std::string style = cleanedDeclarations(value);
+      const std::string& style = cleanedStyle(value);
       if (!style.empty()) {
         appendAttribute(name, style, out_);
       }
@@ -300,6 +303,18 @@ class Sanitizer {
     } else if (keepsAttribute(element.name, name, value, value_)) {
       appendAttribute(name, value_, out_);
     }
+  }
+
+  // Newsletters repeat a few long ones from cell to cell. `value` lives as long as the tree.
+  const std::string& cleanedStyle(std::string_view value) {
+    if (cleanedStyles_.size() >= kMaxKeptStyles) {
+      cleanedStyles_.clear();
+    }
+    const auto [known, isNew] = cleanedStyles_.try_emplace(value);
+    if (isNew) {
+      known->second = cleanedDeclarations(value);
+    }
+    return known->second;
   }
 
   void link(std::string_view href) {
@@ -404,6 +419,7 @@ class Sanitizer {
   std::vector<bool> kept_;
   bool afterPre_ = false;
   std::string value_;
+  std::unordered_map<std::string_view, std::string> cleanedStyles_;
 };
 
 }  // namespace

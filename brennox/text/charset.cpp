@@ -23,8 +23,9 @@ namespace {
 
 // What a process remembers of names seen; a hostile sender must not grow it.
 constexpr std::size_t kMaxRememberedNames = 512;
-// Converters that a thread keeps open.
-constexpr std::size_t kMaxOpenConverters = 8;
+// Converters that a thread keeps open: a few hundred bytes each, and opening one takes longer than
+// converting a short text.
+constexpr std::size_t kMaxOpenConverters = 32;
 // Input that is converted in one step on the stack.
 constexpr std::size_t kChunk = 4096;
 // In either order of bytes.
