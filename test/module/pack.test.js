@@ -73,6 +73,19 @@ test('the packed module', { skip: !fs.existsSync(kPrebuilt) && 'the release is n
     assert.deepEqual(names.filter((name) => /^(test|bench|build|brennox|src|node_modules)\//.test(name)), []);
   });
 
+  await t.test('every file that the README links to is there', () => {
+    const here = path.join(folder, 'node_modules/velkor_brennox2');
+    const links = [...fs.readFileSync(path.join(here, 'README.md'), 'utf8').matchAll(/\]\(([^)#:]+)\)/g)].map(([, link]) => link);
+    assert.ok(links.length > 10);
+    for (const link of links) assert.ok(fs.existsSync(path.join(here, link)), link);
+  });
+
+  await t.test('an example runs', () => {
+    fs.writeFileSync(path.join(folder, 'mail.eml'), 'Subject: packed\r\n\r\ntext\r\n');
+    const example = path.join(folder, 'node_modules/velkor_brennox2/examples/unpack.js');
+    assert.match(execFileSync(process.execPath, [example, 'mail.eml', 'parts'], { cwd: folder, encoding: 'utf8' }), /^Subject: packed$/m);
+  });
+
   await t.test('the declarations compile', () => {
     execFileSync(process.execPath, [path.join(kRoot, 'node_modules/typescript/bin/tsc'), '--strict', '--module', 'nodenext',
       '--target', 'es2022', '--typeRoots', path.join(kRoot, 'node_modules/@types'), '--types', 'node', 'typed.mts'], { cwd: folder, stdio: 'pipe' });
