@@ -9,7 +9,7 @@ const { execFileSync, spawnSync } = require('node:child_process');
 const test = require('node:test');
 
 const { nodes } = require('./nodes.js');
-const { temporaryFolder } = require('./support.js');
+const { readmeBlocks, temporaryFolder } = require('./support.js');
 
 const kRoot = path.join(__dirname, '../..');
 const kBuilt = path.join(kRoot, 'build/release/velkor_brennox2.node');
@@ -51,7 +51,7 @@ new MessageBuilder().getDataAsync(callback);
 
 // The lines of the README that say how the module is loaded.
 function usageLines() {
-  const [, block] = /^```js\n([^]*?)^```/m.exec(fs.readFileSync(path.join(kRoot, 'README.md'), 'utf8'));
+  const [block] = readmeBlocks('## Using it', 'js');
   return block.trim().split('\n').map((line) => line.replace('/path/to/build', path.join(kRoot, 'build')));
 }
 

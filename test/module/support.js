@@ -21,3 +21,11 @@ exports.called = (start) => new Promise((resolve, reject) => {
 });
 
 exports.message = (lines, eol = '\r\n') => Buffer.from(lines.join(eol));
+
+// The code blocks of a language under a heading of the README, in order.
+exports.readmeBlocks = (heading, language) => {
+  const readme = fs.readFileSync(path.join(__dirname, '../../README.md'), 'utf8');
+  const [, section] = readme.split(`\n${heading}\n`);
+  const [own] = section.split(/\n#{2,3} /);
+  return [...own.matchAll(new RegExp(`^\`\`\`${language}\\n([^]*?)^\`\`\``, 'gm'))].map(([, block]) => block);
+};

@@ -10,6 +10,7 @@ const test = require('node:test');
 
 const { encodeFolderPath } = require('../../constants.js');
 const { Data, IMAPSession } = require('../module/load.js');
+const { readmeBlocks } = require('../module/support.js');
 const { reasonToSkip, startServers, waitForMessage } = require('./harness.js');
 const { trusting } = require('./smtp.helpers.js');
 
@@ -100,14 +101,13 @@ test('the examples', { skip: reasonToSkip({ dovecot: true, old: true, postfix: t
 
   // The scripts of the README, with the servers, the account and the passwords put in.
   await t.test('the scripts of the README send and read a mail', async () => {
-    const [, ...scripts] = [...fs.readFileSync(path.join(__dirname, '../../README.md'), 'utf8').matchAll(/^```js\n([^]*?)^```/gm)];
-    assert.equal(scripts.length, 2);
+    const scripts = ['### Send a message', '### Read a message'].map((heading) => readmeBlocks(heading, 'js')[0]);
     fs.writeFileSync(path.join(folder, 'report.pdf'), '%PDF-1.4');
     fs.mkdirSync(path.join(folder, 'node_modules'));
     fs.symlinkSync(path.join(__dirname, '../..'), path.join(folder, 'node_modules/velkor_brennox2'));
     const [file, ...before] = trusting(servers.bundle);
     const outputs = [];
-    for (const [, script] of scripts) {
+    for (const script of scripts) {
       const filled = script
         .replace(/'(smtp|imap)\.example\.org'/, "'localhost'")
         .replace(/(session\.port) = \d+/, `$1 = ${servers.ports.submission}`)
