@@ -17,6 +17,9 @@ constexpr std::size_t kMaxHeard = 64 * 1024;
 // through all of it is no connection that anybody can use.
 constexpr int kPaceTimeouts = 4;
 constexpr std::int64_t kBytesPerSecond = 64;
+// Milliseconds. The system may count the tick that has begun as a whole one: what waits a little
+// longer than asked has waited long enough.
+constexpr int kTick = 20;
 // zlib counts in 32 bits.
 constexpr std::size_t kMaxCompressAtOnce = std::size_t{1} << 30;
 
@@ -269,7 +272,18 @@ ErrorCode Stream::open(const Endpoint& endpoint) {
   } else if (endpoint.connectionType == ConnectionTypeStartTLS) {
     forgetClearText(endpoint.protocol);
   }
+  setTimeout(timeout_);
   return error_;
+}
+
+void Stream::setTimeout(std::chrono::milliseconds timeout) {
+  timeout_ = timeout;
+  if (handle_ != nullptr && !encrypted_) {
+    const auto bound = std::clamp<std::int64_t>(timeout.count(), 0, kMaxTimeout * 1000);
+    if (!platform::setReceiveTimeout(socket_, static_cast<int>(bound) + kTick)) {
+      fail(ErrorConnection);
+    }
+  }
 }
 
 bool Stream::waitFor(bool write, Clock::time_point deadline) {
@@ -283,6 +297,10 @@ bool Stream::waitFor(bool write, Clock::time_point deadline) {
     fail(ErrorConnection);
     return false;
   }
+  if (!write && !encrypted_) {
+    // receive() has waited.
+    return true;
+  }
   // TLS may want to read before it can write.
   const int milliseconds =
       static_cast<int>(std::min<std::int64_t>(left, std::numeric_limits<int>::max()));
@@ -293,20 +311,43 @@ bool Stream::waitFor(bool write, Clock::time_point deadline) {
   return true;
 }
 
+// Clear bytes go past curl, which would check its connection and look twice for what is not there
+// yet.
+std::optional<std::size_t> Stream::receive(char* out, std::size_t size, bool wait) {
+  if (!encrypted_) {
+    return wait ? platform::receive(socket_, out, size) : platform::receiveNow(socket_, out, size);
+  }
+  std::size_t count = 0;
+  const CURLcode code = cpcurl::easy_recv(handleOf(handle_), out, size, &count);
+  if (code == CURLE_AGAIN) {
+    return 0;
+  }
+  return code == CURLE_OK && count > 0 ? std::optional<std::size_t>(count) : std::nullopt;
+}
+
+std::optional<std::size_t> Stream::sendSome(std::string_view bytes) {
+  if (!encrypted_) {
+    return platform::sendNow(socket_, bytes.data(), bytes.size());
+  }
+  const platform::BrokenPipeGuard quiet;
+  std::size_t count = 0;
+  const CURLcode code = cpcurl::easy_send(handleOf(handle_), bytes.data(), bytes.size(), &count);
+  return code == CURLE_OK || code == CURLE_AGAIN ? std::optional<std::size_t>(count) : std::nullopt;
+}
+
 std::size_t Stream::readRaw(char* out, std::size_t size) {
   const Clock::time_point deadline = Clock::now() + timeout_;
   while (error_ == ErrorNone && handle_ != nullptr) {
-    std::size_t count = 0;
-    const CURLcode code = cpcurl::easy_recv(handleOf(handle_), out, size, &count);
-    if (code == CURLE_OK && count > 0) {
-      if (readPace_.keeps(count, timeout_)) {
-        return count;
-      }
-      break;
-    }
-    if (code != CURLE_AGAIN) {
+    const std::optional<std::size_t> count = receive(out, size, true);
+    if (!count) {
       fail(isCancelled() ? ErrorCancelled : ErrorConnection);
-    } else if (!waitFor(false, deadline)) {
+    } else if (*count == 0) {
+      if (!waitFor(false, deadline)) {
+        break;
+      }
+    } else if (readPace_.keeps(*count, timeout_)) {
+      return *count;
+    } else {
       break;
     }
   }
@@ -315,27 +356,25 @@ std::size_t Stream::readRaw(char* out, std::size_t size) {
 }
 
 bool Stream::writeRaw(std::string_view bytes) {
-  const platform::BrokenPipeGuard quiet;
   Clock::time_point deadline = Clock::now() + timeout_;
   Pace pace;
   while (error_ == ErrorNone && handle_ != nullptr) {
     if (bytes.empty()) {
       return true;
     }
-    std::size_t count = 0;
-    const CURLcode code = cpcurl::easy_send(handleOf(handle_), bytes.data(), bytes.size(), &count);
-    if (code == CURLE_OK && count > 0) {
-      bytes.remove_prefix(count);
-      deadline = Clock::now() + timeout_;
-      if (!pace.keeps(count, timeout_)) {
+    const std::optional<std::size_t> count = sendSome(bytes);
+    if (!count) {
+      fail(isCancelled() ? ErrorCancelled : ErrorConnection);
+    } else if (*count == 0) {
+      if (!waitFor(true, deadline)) {
         break;
       }
-      continue;
-    }
-    if (code != CURLE_AGAIN && code != CURLE_OK) {
-      fail(isCancelled() ? ErrorCancelled : ErrorConnection);
-    } else if (!waitFor(true, deadline)) {
-      break;
+    } else {
+      bytes.remove_prefix(*count);
+      deadline = Clock::now() + timeout_;
+      if (!pace.keeps(*count, timeout_)) {
+        break;
+      }
     }
   }
   fail(ErrorConnection);
@@ -343,32 +382,28 @@ bool Stream::writeRaw(std::string_view bytes) {
 }
 
 std::size_t Stream::readNow(char* out, std::size_t size) {
-  std::size_t count = 0;
   if (error_ != ErrorNone || handle_ == nullptr) {
     return 0;
   }
   if (deflate_ != nullptr) {
-    count = deflate_->decompress(out, size);
+    const std::size_t count = deflate_->decompress(out, size);
     if (count > 0) {
       return count;
     }
     out = deflate_->input();
     size = std::min(size, deflate_->inputSize());
   }
-  const CURLcode code = cpcurl::easy_recv(handleOf(handle_), out, size, &count);
-  if (code == CURLE_AGAIN) {
-    return 0;
-  }
-  if (code != CURLE_OK || count == 0) {
+  const std::optional<std::size_t> count = receive(out, size, false);
+  if (!count) {
     fail(isCancelled() ? ErrorCancelled : ErrorConnection);
     return 0;
   }
-  if (deflate_ != nullptr) {
+  if (deflate_ != nullptr && *count > 0) {
     // Whoever asked gets it with the next read.
-    deflate_->filled(count);
+    deflate_->filled(*count);
     return 0;
   }
-  return count;
+  return *count;
 }
 
 std::size_t Stream::read(char* out, std::size_t size) {

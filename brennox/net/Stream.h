@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -77,7 +78,7 @@ class Stream final : public ByteStream {
   void expectAnew() override { readPace_.restart(); }
 
   // For the rest of this connection; open() sets it anew.
-  void setTimeout(std::chrono::milliseconds timeout) noexcept { timeout_ = timeout; }
+  void setTimeout(std::chrono::milliseconds timeout);
   std::chrono::milliseconds timeout() const noexcept { return timeout_; }
 
   // The lines that the server sent while connecting, without line ends. The greeting is the first
@@ -98,6 +99,10 @@ class Stream final : public ByteStream {
 
   std::size_t readRaw(char* out, std::size_t size);
   bool writeRaw(std::string_view bytes);
+  // As much as moves at present; with `wait` a clear connection waits for bytes. 0 when nothing
+  // moves, nothing when the connection is over.
+  std::optional<std::size_t> receive(char* out, std::size_t size, bool wait);
+  std::optional<std::size_t> sendSome(std::string_view bytes);
   bool waitFor(bool write, Clock::time_point deadline);
   void heard(std::string_view line);
   void forgetClearText(Protocol protocol);

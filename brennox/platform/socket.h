@@ -2,7 +2,9 @@
 // another thread.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 
 namespace brennox::platform {
 
@@ -19,6 +21,18 @@ enum class Wait { kReady, kTimedOut, kFailed };
 // Waits until the socket can be read (or written, with `write`), at most `milliseconds`. A
 // connection that the other side has ended counts as readable.
 Wait waitForSocket(Socket socket, bool read, bool write, int milliseconds);
+
+// How long receive() waits from now on; the socket is not to be waited on in any other way then.
+bool setReceiveTimeout(Socket socket, int milliseconds);
+
+// Waits for bytes and takes as many as there are, at most `size`; receiveNow does not wait. 0 when
+// there are none in time, or a signal came; nothing when there will be none any more.
+std::optional<std::size_t> receive(Socket socket, char* out, std::size_t size);
+std::optional<std::size_t> receiveNow(Socket socket, char* out, std::size_t size);
+
+// Hands over as many bytes as fit at present, raising no signal when the other side is gone.
+// Nothing when none will ever fit again.
+std::optional<std::size_t> sendNow(Socket socket, const char* bytes, std::size_t size);
 
 // A socket that child processes do not inherit; kNoSocket when there is none to be had.
 Socket openSocket(int family, int type, int protocol);

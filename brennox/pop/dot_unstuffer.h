@@ -55,14 +55,10 @@ class DotUnstuffer {
         state_ = State::kCr;
         return 0;
       case State::kText: {
-        const std::size_t end = rest.find(bareLineFeeds_ ? '\n' : '\r');
-        if (end == std::string_view::npos) {
-          append(rest);
-          return rest.size();
-        }
-        append(rest.substr(0, end + 1));
-        state_ = bareLineFeeds_ ? State::kLineStart : State::kCr;
-        return end + 1;
+        const std::size_t end = lineStartWithDot(rest);
+        append(rest.substr(0, end));
+        state_ = end < rest.size() ? State::kLineStart : after(rest);
+        return end;
       }
       case State::kCr:
         state_ = c == '\n' ? State::kLineStart : c == '\r' ? State::kCr : State::kText;
@@ -75,6 +71,25 @@ class DotUnstuffer {
         break;
     }
     return 0;
+  }
+
+  // Where a line begins with a dot, or the end. Dots are rarer than lines, and most runs hold none.
+  std::size_t lineStartWithDot(std::string_view text) const {
+    for (std::size_t dot = text.find('.'); dot != std::string_view::npos;) {
+      if (after(text.substr(0, dot)) == State::kLineStart) {
+        return dot;
+      }
+      dot = text.find('.', text.find_first_not_of('.', dot));
+    }
+    return text.size();
+  }
+
+  // The state behind text that began within a line.
+  State after(std::string_view text) const {
+    const bool fed = text.ends_with(bareLineFeeds_ ? "\n" : "\r\n");
+    return fed                                       ? State::kLineStart
+           : !bareLineFeeds_ && text.ends_with('\r') ? State::kCr
+                                                     : State::kText;
   }
 
   const bool bareLineFeeds_;
