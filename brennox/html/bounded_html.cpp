@@ -124,7 +124,7 @@ std::uint32_t hashOf(std::string_view text) {
 
 class Reducer {
  public:
-  explicit Reducer(std::string_view html) : html_(html) {}
+  Reducer(std::string_view html, StandIns* standIns) : html_(html), standIns_(standIns) {}
 
   // True when everything may stay.
   bool run(std::string& out) {
@@ -132,27 +132,37 @@ class Reducer {
     while (at < html_.size()) {
       const std::size_t open = html_.find('<', at);
       if (open == std::string_view::npos || html_.size() - open < 2) {
+        text(at, html_.size());
         break;
       }
+      text(at, open);
       at = token(open);
     }
-    if (removed_.empty()) {
+    if (edits_.empty()) {
       return true;
     }
     out.reserve(html_.size());
     std::size_t from = 0;
-    for (const Range& range : removed_) {
-      out.append(html_.substr(from, range.begin - from));
-      from = range.end;
+    for (const Edit& edit : edits_) {
+      out.append(html_.substr(from, edit.begin - from));
+      from = edit.end;
+      const std::string_view text = html_.substr(edit.begin, edit.end - edit.begin);
+      if (edit.kind == EditKind::Text) {
+        standIns_->appendText(text, out);
+      } else if (edit.kind == EditKind::RawText) {
+        standIns_->appendRawText(text, out);
+      }
     }
     out.append(html_.substr(from));
     return false;
   }
 
  private:
-  struct Range {
+  enum class EditKind : std::uint8_t { Removal, Text, RawText };
+  struct Edit {
     std::size_t begin;
     std::size_t end;
+    EditKind kind;
   };
   struct Open {
     std::uint32_t name;
@@ -165,6 +175,16 @@ class Reducer {
     std::uint32_t name;
     std::uint32_t hash;
   };
+
+  void remove(std::size_t begin, std::size_t end) {
+    edits_.push_back({begin, end, EditKind::Removal});
+  }
+
+  void text(std::size_t begin, std::size_t end, EditKind kind = EditKind::Text) {
+    if (standIns_ != nullptr && begin < end) {
+      edits_.push_back({begin, end, kind});
+    }
+  }
 
   // Handles what starts with the "<" at `open`; gives the place behind it.
   std::size_t token(std::size_t open) {
@@ -186,7 +206,7 @@ class Reducer {
       if (rest.substr(0, 1) == ">" || rest.substr(0, 2) == "->") {
         return behind(">", open + 4);
       }
-      return commentEnd(open + 4);
+      return comment(open + 4);
     }
     return next == '?' ? behind(">", open + 2) : open + 1;
   }
@@ -194,6 +214,17 @@ class Reducer {
   std::size_t behind(std::string_view what, std::size_t from) const {
     const std::size_t found = html_.find(what, from);
     return found == std::string_view::npos ? html_.size() : found + what.size();
+  }
+
+  // Nobody reads it, and the tree builder would read each character.
+  std::size_t comment(std::size_t begin) {
+    const std::size_t end = commentEnd(begin);
+    constexpr std::string_view kClosing = "-->";
+    if (standIns_ != nullptr && end - begin > kClosing.size() &&
+        html_.substr(end - kClosing.size(), kClosing.size()) == kClosing) {
+      remove(begin, end - kClosing.size());
+    }
+    return end;
   }
 
   std::size_t commentEnd(std::size_t from) const {
@@ -243,7 +274,9 @@ class Reducer {
     const std::size_t end = rawTextEnd(name, tag.end);
     if (!kept) {
       // The text of a style sheet must not turn into text for readers.
-      removed_.push_back({tag.end, end});
+      remove(tag.end, end);
+    } else if (name == "style") {
+      text(tag.end, end, EditKind::RawText);
     }
     return end;
   }
@@ -262,7 +295,7 @@ class Reducer {
         end = tag.end;
       }
     }
-    removed_.push_back({tag.begin, end});
+    remove(tag.begin, end);
     return end;
   }
 
@@ -342,7 +375,7 @@ class Reducer {
     elements_ += 1 + waiting;
     const bool isRoot = kind == Kind::Root;
     if (kind == Kind::Frame || elements_ > kMaxElements || (isRoot && ++roots_ > kMaxBodyTags)) {
-      removed_.push_back({tag.begin, tag.end});
+      remove(tag.begin, tag.end);
       return false;
     }
     if (isRoot || kind == Kind::Void || kind == Kind::RawText || kind == Kind::PlainText) {
@@ -359,7 +392,7 @@ class Reducer {
     const bool tooMany = kind == Kind::Formatting && formatting_.size() >= kMaxOpenFormatting;
     if (open_.size() >= kMaxOpenElements || tooMany) {
       ++removedOpen_[id];
-      removed_.push_back({tag.begin, tag.end});
+      remove(tag.begin, tag.end);
       return false;
     }
     trimAttributes(tag);
@@ -385,7 +418,7 @@ class Reducer {
 
   void trimAttributes(const Tag& tag) {
     if (tag.attributes > kMaxAttributes) {
-      removed_.push_back({tag.lastAttribute, tag.end - 1});
+      remove(tag.lastAttribute, tag.end - 1);
     }
   }
 
@@ -470,11 +503,11 @@ class Reducer {
     const auto removed = removedOpen_.find(id);
     if (removed != removedOpen_.end() && removed->second > 0) {
       --removed->second;
-      removed_.push_back({tag.begin, tag.end});
+      remove(tag.begin, tag.end);
       return;
     }
     if (elements_ > kMaxElements || kind == Kind::Frame) {
-      removed_.push_back({tag.begin, tag.end});
+      remove(tag.begin, tag.end);
       return;
     }
     trimAttributes(tag);
@@ -559,6 +592,8 @@ class Reducer {
   const std::uint32_t kLink = hashOf("a");
 
   std::string_view html_;
+  // Null where text stays as it is.
+  StandIns* standIns_;
   std::vector<Open> open_;
   std::vector<Formatting> formatting_;
   // Where those of the innermost cell or barrier begin.
@@ -571,15 +606,15 @@ class Reducer {
   std::unordered_map<std::uint32_t, std::size_t> removedOpen_;
   // Names that have no further end tag.
   std::unordered_set<std::string> unclosed_;
-  // In order; what the reduced text leaves out.
-  std::vector<Range> removed_;
+  // In order; where the reduced text differs.
+  std::vector<Edit> edits_;
 };
 
 }  // namespace
 
-std::string_view boundedHtml(std::string_view html, std::string& storage) {
+std::string_view boundedHtml(std::string_view html, std::string& storage, StandIns* standIns) {
   html = html.substr(0, kMaxHtmlLength);
-  return Reducer(html).run(storage) ? html : std::string_view(storage);
+  return Reducer(html, standIns).run(storage) ? html : std::string_view(storage);
 }
 
 }  // namespace brennox::html

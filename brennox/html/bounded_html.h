@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+#include "html/stand_ins.h"
+
 namespace brennox::html {
 
 // Elements open at once, as estimated from the tags. Deeper start tags are taken out.
@@ -25,7 +27,9 @@ constexpr std::size_t kMaxBodyTags = 8;
 // Bytes of one part; the rest is left out.
 constexpr std::size_t kMaxHtmlLength = std::size_t{48} << 20;
 
-// `html` itself when it keeps the bounds, else a reduced copy in `storage`.
-std::string_view boundedHtml(std::string_view html, std::string& storage);
+// `html` itself when it keeps the bounds, else a reduced copy in `storage`. With `standIns`, text
+// is in the copy by its stand-ins, and comments are empty.
+std::string_view boundedHtml(std::string_view html, std::string& storage,
+                             StandIns* standIns = nullptr);
 
 }  // namespace brennox::html

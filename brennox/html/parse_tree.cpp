@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "html/bounded_html.h"
+#include "html/stand_ins.h"
 
 namespace brennox::html {
 
@@ -146,6 +147,38 @@ constexpr bool isControl(char c) {
   return (byte < 0x20 && c != '\t' && c != '\n' && c != '\f' && c != '\r') || byte == 0x7F;
 }
 
+// Puts the runs of text into a finished tree.
+class Restorer {
+ public:
+  Restorer(const StandIns& standIns, const GumboOptions& options)
+      : standIns_(standIns), options_(options) {}
+
+  bool enter(const GumboNode* node) {
+    if (isText(node)) {
+      restore(const_cast<GumboNode*>(node)->v.text.text);
+      return false;
+    }
+    return isElement(node);
+  }
+  void leave(const GumboNode* /*node*/) {}
+
+ private:
+  void restore(const char*& text) const {
+    const std::string_view shortened = text;
+    if (!StandIns::areIn(shortened)) {
+      return;
+    }
+    const std::size_t length = standIns_.restoredLength(shortened);
+    auto* const restored = static_cast<char*>(options_.allocator(options_.userdata, length + 1));
+    standIns_.restore(shortened, restored);
+    restored[length] = '\0';
+    text = restored;
+  }
+
+  const StandIns& standIns_;
+  const GumboOptions& options_;
+};
+
 }  // namespace
 
 ParseTree::ParseTree(std::string_view html) : arena_(std::make_unique<Arena>()) {
@@ -158,7 +191,9 @@ ParseTree::ParseTree(std::string_view html) : arena_(std::make_unique<Arena>()) 
     html = printable;
   }
   std::string reduced;
-  const std::string_view bounded = boundedHtml(html, reduced);
+  StandIns standIns;
+  const bool hasStandIns = StandIns::mayServe(html);
+  const std::string_view bounded = boundedHtml(html, reduced, hasStandIns ? &standIns : nullptr);
   // The first document type wins. This one makes <table> end an open <p>, as any page that shows
   // the result would do.
   constexpr std::string_view kDoctype = "<!DOCTYPE html>";
@@ -171,6 +206,10 @@ ParseTree::ParseTree(std::string_view html) : arena_(std::make_unique<Arena>()) 
   options.userdata = arena_.get();
   options.max_errors = 0;
   root_ = gumbo_parse_with_options(&options, text_.data(), text_.size())->root;
+  if (hasStandIns) {
+    Restorer restorer(standIns, options);
+    walk(root_, restorer);
+  }
 }
 
 ParseTree::~ParseTree() = default;

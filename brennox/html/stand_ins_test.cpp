@@ -1,0 +1,133 @@
+#include "html/stand_ins.h"
+
+#include <gtest/gtest.h>
+
+#include "html/parse_tree.h"
+#include "html/vectors_for_test.h"
+
+namespace brennox::html {
+namespace {
+
+std::string shortened(StandIns& standIns, std::string_view text) {
+  std::string out;
+  standIns.appendText(text, out);
+  return out;
+}
+
+std::string restored(const StandIns& standIns, std::string_view text) {
+  std::string out(standIns.restoredLength(text), '\0');
+  standIns.restore(text, out.data());
+  return out;
+}
+
+TEST(StandIns, ShortenARunOfTextToACharacter) {
+  StandIns standIns;
+  EXPECT_EQ(shortened(standIns, "A run of text,\nto its end. "), "\xF3\xB0\x80\x80");
+  EXPECT_EQ(shortened(standIns, "Текст"), "\xF3\xB0\x80\x81");
+  EXPECT_EQ(restored(standIns, "-\xF3\xB0\x80\x80-\xF3\xB0\x80\x81-"),
+            "-A run of text,\nto its end. -Текст-");
+}
+
+TEST(StandIns, LeaveWhatMeansSomethingToATreeBuilder) {
+  StandIns standIns;
+  for (const char* const text :
+       {"", "a", " \n\t", "&amp;", "&ampersand", "&#65;", "\r\n", "\x01\x02", "\xC2\x85", "\xFF",
+        "\xEF\xBB\xBF", "\xEF\xBF\xBF", "\xED\xA0\x80", "\xF4\x90\x80\x80"}) {
+    EXPECT_EQ(shortened(standIns, text), text);
+  }
+  EXPECT_EQ(shortened(standIns, "\n  words&copy 2025"),
+            "\n  \xF3\xB0\x80\x80&copy \xF3\xB0\x80\x81");
+}
+
+TEST(StandIns, RestoreEveryText) {
+  for (const char* const text :
+       {"", "a<b && c > d", "words &amp; more words\r\nnext line", "\xC2\xA0nothing\xC2\x85 odd",
+        "half \xE2\x82", "smile \xF0\x9F\x98\x80 there", "\xEF\xB7\x90 none"}) {
+    StandIns standIns;
+    EXPECT_EQ(restored(standIns, shortened(standIns, text)), text);
+    std::string raw;
+    standIns.appendRawText(text, raw);
+    EXPECT_EQ(restored(standIns, raw), text);
+  }
+}
+
+TEST(StandIns, DoNotServeTextsThatHoldThem) {
+  EXPECT_TRUE(StandIns::mayServe("text &#128512; &#x1F600; &#; &#x; &#99999999999999999999;"));
+  EXPECT_FALSE(StandIns::mayServe("\xF3\xB0\x80\x80"));
+  EXPECT_FALSE(StandIns::mayServe("&#xF0000;"));
+  EXPECT_FALSE(StandIns::mayServe("&#X000fFFFd"));
+  EXPECT_FALSE(StandIns::mayServe("&#983040;"));
+}
+
+TEST(StandIns, EndWhenThereAreTooMany) {
+  StandIns standIns;
+  std::string text;
+  for (int i = 0; i < 70'000; ++i) {
+    text += "run&amp;";
+  }
+  EXPECT_EQ(restored(standIns, shortened(standIns, text)), text);
+}
+
+// The text nodes of a tree, in order.
+class Texts {
+ public:
+  bool enter(const GumboNode* node) {
+    if (isText(node)) {
+      texts.push_back(node->v.text.text);
+    }
+    return isElement(node);
+  }
+  void leave(const GumboNode* /*node*/) {}
+
+  std::vector<std::string> texts;
+};
+
+// One character of plane 15 keeps stand-ins away.
+std::vector<std::string> textsOf(const std::string& html, bool withStandIns) {
+  const std::string_view end = "\xF3\xB0\x80\x80";
+  const ParseTree tree(html + (withStandIns ? "<p>x" : "<p>" + std::string(end)));
+  Texts texts;
+  walk(tree.root(), texts);
+  for (std::string& text : texts.texts) {
+    for (std::size_t at = text.find(end); at != std::string::npos; at = text.find(end)) {
+      text.replace(at, end.size(), "x");
+    }
+  }
+  return texts.texts;
+}
+
+TEST(StandIns, ChangeNothingInTheTree) {
+  std::vector<std::string> all = {
+      "<p>one two<b>three four</b> five six</p>",
+      "<table>stray words<tr><td>cell text</table>",
+      "<table> \n <tr>more <td>x</table>",
+      "<pre>\n\nlines of\ntext</pre>",
+      "<title>raw &amp; words</title>body words",
+      "<style>p > a{color:red}<!-- --></style>x",
+      "<!-- some comment --->text<!--> more<!-- a --!> words",
+      "a < b and <3 words </ >x",
+      "words</nothing>more words",
+      "<textarea>\nwritten words</textarea>",
+      "<b><p>wrapped words</b> and more</p>",
+      "<ul><li>one item<li>two items</ul>",
+      "text &amp; text &copy2025 &notin; &unknown; &#65words",
+      "\r\nwin\r\ndows text\r",
+      "<style>unclosed text",
+      "<plaintext>rest <b>of it",
+      "<a href='a b'>link text",
+      "<select><option>an option",
+      "<p title=unclosed words",
+  };
+  for (const char* const file : {"benign.jsonl", "html.jsonl", "own.jsonl"}) {
+    for (const Vector& vector : vectorsForTest(file)) {
+      all.push_back(vector.html);
+    }
+  }
+  EXPECT_GT(all.size(), 100U);
+  for (const std::string& html : all) {
+    EXPECT_EQ(textsOf(html, true), textsOf(html, false)) << html;
+  }
+}
+
+}  // namespace
+}  // namespace brennox::html
