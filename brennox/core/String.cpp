@@ -12,6 +12,7 @@ String::String(const char* utf8) : text_(utf8 == nullptr ? "" : utf8) {}
 String::String(const char* utf8, std::size_t length)
     : text_(utf8 == nullptr ? "" : utf8, utf8 == nullptr ? 0 : length) {}
 String::String(std::string text) noexcept : text_(std::move(text)) {}
+String::String(Ref<Block> text) noexcept : block_(std::move(text)) {}
 
 String* String::string() {
   return makeAutoreleased<String>();
@@ -53,7 +54,7 @@ String* String::uniquedStringWithText(std::string_view text) {
 }
 
 Data* String::dataUsingUTF8() {
-  return Data::dataWithBytes(text_.data(), text_.size());
+  return Data::dataWithBytes(view().data(), view().size());
 }
 
 String* String::description() {
@@ -67,11 +68,11 @@ Object* String::copy() {
 
 bool String::isEqual(Object* other) {
   const auto* string = dynamic_cast<String*>(other);
-  return string != nullptr && string->text_ == text_;
+  return string != nullptr && string->view() == view();
 }
 
 std::size_t String::hash() {
-  return std::hash<std::string_view>()(text_);
+  return std::hash<std::string_view>()(view());
 }
 
 }  // namespace brennox

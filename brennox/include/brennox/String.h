@@ -1,15 +1,15 @@
 // Immutable UTF-8 text.
 #pragma once
 
+#include <brennox/Data.h>
 #include <brennox/Object.h>
+#include <brennox/Ref.h>
 
 #include <cstddef>
 #include <string>
 #include <string_view>
 
 namespace brennox {
-
-class Data;
 
 // The text is immutable, so a String may be read from any thread. Getters of other classes that
 // return String* return null where nothing is set, unless their header says otherwise.
@@ -19,6 +19,8 @@ class BRENNOX_EXPORT String : public Object {
   explicit String(const char* utf8 = nullptr);
   String(const char* utf8, std::size_t length);
   explicit String(std::string text) noexcept;
+  // Takes a filled block. Its last byte is a zero that is not part of the text.
+  explicit String(Ref<Block> text) noexcept;
 
   // Autoreleased twins of the constructors.
   static String* string();
@@ -32,11 +34,13 @@ class BRENNOX_EXPORT String : public Object {
   static String* uniquedStringWithText(std::string_view text);
 
   // Zero-terminated; lives as long as this object.
-  const char* UTF8Characters() const noexcept { return text_.c_str(); }
+  const char* UTF8Characters() const noexcept { return view().data(); }
   // In bytes.
-  std::size_t length() const noexcept { return text_.size(); }
-  std::string_view view() const noexcept { return text_; }
-  bool isEmpty() const noexcept { return text_.empty(); }
+  std::size_t length() const noexcept { return view().size(); }
+  std::string_view view() const noexcept {
+    return block_ ? std::string_view(block_->bytes(), block_->size() - 1) : std::string_view(text_);
+  }
+  bool isEmpty() const noexcept { return view().empty(); }
 
   // The UTF-8 bytes as Data.
   Data* dataUsingUTF8();
@@ -50,6 +54,8 @@ class BRENNOX_EXPORT String : public Object {
   const char* className() const override { return "String"; }
 
  private:
+  // Large texts stand in a block; then `text_` is empty.
+  Ref<Block> block_;
   std::string text_;
 };
 
