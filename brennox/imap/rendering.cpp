@@ -51,12 +51,12 @@ String* Rendering::textOf(AbstractPart* part) {
   if (charset.empty() && isHtml) {
     charset = mime::charsetInHtml(data->view());
   }
-  std::string decoded = text::decodeText(data->view(), charset);
   auto* const leaf = static_cast<IMAPPart*>(part);
   if (leaf->isFlowed() && !isHtml) {
-    decoded = mime::unflow(decoded, leaf->deletesFlowedSpaces());
+    return makeAutoreleased<String>(
+        mime::unflow(text::decodeText(data->view(), charset), leaf->deletesFlowedSpaces()));
   }
-  return String::stringWithText(decoded);
+  return text::decodedText(data->view(), charset);
 }
 
 std::optional<std::uint64_t> Rendering::sizeOf(AbstractPart* part) {

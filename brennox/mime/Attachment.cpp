@@ -62,7 +62,7 @@ String* Attachment::decodedString() {
   if (!content) {
     return nullptr;
   }
-  return makeAutoreleased<String>(text::decodeText(content->view(), textOf(charset())));
+  return text::decodedText(content->view(), textOf(charset()));
 }
 
 Object* Attachment::copy() {

@@ -744,11 +744,8 @@ String* MimePart::decodedString() {
       declared = text::detectCharset(bytes, source_ ? source_->wordCharset() : std::string_view());
     }
   }
-  std::string text = text::decodeText(bytes, declared);
-  if (flowed_) {
-    text = unflow(text, deleteSpace_);
-  }
-  String* const result = stringOf(std::move(text));
+  String* const result = flowed_ ? stringOf(unflow(text::decodeText(bytes, declared), deleteSpace_))
+                                 : text::decodedText(bytes, declared);
   if (result->length() <= kMaxKeptText) {
     text_ = result;
   }

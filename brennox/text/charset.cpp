@@ -2,17 +2,22 @@
 // of one byte a character go through a table that is made once from the converter.
 #include "text/charset.h"
 
+#include <brennox/String.h>
 #include <unicode/ucnv.h>
 #include <unicode/ustring.h>
+#include <unicode/utf8.h>
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "core/TextBuffer.h"
 #include "text/ascii.h"
 #include "text/charset_names.h"
 #include "text/charset_tables.h"
@@ -28,14 +33,29 @@ constexpr std::size_t kMaxRememberedNames = 512;
 constexpr std::size_t kMaxOpenConverters = 32;
 // Input that is converted in one step on the stack.
 constexpr std::size_t kChunk = 4096;
+// From here on texts are decoded into large pages.
+constexpr std::size_t kLongText = std::size_t{1} << 16;
 // In either order of bytes.
 constexpr std::string_view kUtf16 = "utf-16";
 
-// UTF-8 of each byte of a one-byte charset, ready to be stored as four bytes.
+// UTF-8 of each byte of a one-byte charset: up to three bytes in the order of memory and their
+// number behind them, so that one load and one store of four bytes copy a character.
 struct ByteTable {
-  std::array<std::array<char, 4>, 256> text{};
-  std::array<std::uint8_t, 256> length{};
+  std::array<std::uint32_t, 256> characters{};
   bool extendsAscii = true;
+
+  void set(unsigned byte, std::string_view utf8) {
+    std::array<char, 4> bytes{};
+    utf8.copy(bytes.data(), 3);
+    bytes[3] = static_cast<char>(utf8.size());
+    std::memcpy(&characters[byte], bytes.data(), bytes.size());
+  }
+  // Writes four bytes at `to`. Where the next character goes.
+  char* store(unsigned byte, char* to) const {
+    const std::uint32_t character = characters[byte];
+    std::memcpy(to, &character, sizeof character);
+    return to + (std::endian::native == std::endian::little ? character >> 24 : character & 0xFF);
+  }
 };
 
 struct Codec {
@@ -98,7 +118,25 @@ UConverter* threadConverter(const Codec& codec) {
   return open.back().converter.get();
 }
 
-void appendUtf16(const UChar* text, std::size_t length, std::string& out) {
+// The texts that are decoded here are long or short; what both kinds of output need.
+void clear(std::string& text) {
+  text.clear();
+}
+void clear(TextBuffer& text) {
+  text.truncate(0);
+}
+std::string_view viewOf(const std::string& text) {
+  return text;
+}
+std::string_view viewOf(const TextBuffer& text) {
+  return text.view();
+}
+
+// `length` is at most kChunk.
+template <class Output>
+void appendUtf16(const UChar* text, std::size_t length, Output& out) {
+  char buffer[3 * kChunk];
+  std::size_t size = 0;
   for (std::size_t i = 0; i < length; ++i) {
     std::uint32_t c = text[i];
     if (U16_IS_LEAD(c) && i + 1 < length && U16_IS_TRAIL(text[i + 1])) {
@@ -107,11 +145,13 @@ void appendUtf16(const UChar* text, std::size_t length, std::string& out) {
     } else if (U16_IS_SURROGATE(c)) {
       c = 0xFFFD;
     }
-    appendCodePoint(c, out);
+    U8_APPEND_UNSAFE(buffer, size, c);
   }
+  out.append(buffer, size);
 }
 
-void convert(UConverter* converter, std::string_view bytes, std::string& out) {
+template <class Output>
+void convert(UConverter* converter, std::string_view bytes, Output& out) {
   // One unit is kept free: a surrogate pair that begins at the buffer's end is carried over.
   UChar buffer[kChunk];
   UChar* const bufferEnd = buffer + kChunk;
@@ -151,8 +191,7 @@ std::unique_ptr<ByteTable> makeTable(UConverter* converter) {
       utf8.clear();
       appendCodePoint(byte, utf8);
     }
-    utf8.copy(table->text[byte].data(), 4);
-    table->length[byte] = static_cast<std::uint8_t>(utf8.size());
+    table->set(byte, utf8);
     if (byte < 0x80 && utf8 != std::string_view(&text, 1)) {
       table->extendsAscii = false;
     }
@@ -172,8 +211,7 @@ std::unique_ptr<ByteTable> makeTable(const ByteCharset& charset) {
     }
     std::string utf8;
     appendCodePoint(character, utf8);
-    utf8.copy(table->text[byte].data(), 4);
-    table->length[byte] = static_cast<std::uint8_t>(utf8.size());
+    table->set(byte, utf8);
   }
   return table;
 }
@@ -256,48 +294,57 @@ const Codec& codecFor(std::string_view name) {
   return *last.codec;
 }
 
+// Writes the characters of [p, stop) and up to three bytes more. The end of the characters.
+char* decodeByTable(const ByteTable& table, const char* p, const char* stop, char* to) {
+  while (stop - p >= 8) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, p, sizeof word);
+    if (table.extendsAscii && (word & 0x8080808080808080U) == 0) {
+      std::memcpy(to, &word, sizeof word);
+      to += 8;
+    } else {
+      for (int i = 0; i < 8; ++i) {
+        to = table.store(static_cast<unsigned char>(p[i]), to);
+      }
+    }
+    p += 8;
+  }
+  while (p != stop) {
+    to = table.store(static_cast<unsigned char>(*p++), to);
+  }
+  return to;
+}
+
 void appendByTable(const ByteTable& table, std::string_view bytes, std::string& out) {
   out.reserve(out.size() + bytes.size() + bytes.size() / 2);
-  const char* p = bytes.data();
-  const char* const end = p + bytes.size();
-  char buffer[kChunk];
-  // Each round takes so much that the longest text of it and one store's overhang fit.
-  constexpr std::ptrdiff_t kRound = static_cast<std::ptrdiff_t>(kChunk / 3) - 8;
-  while (p != end) {
-    const char* const stop = end - p > kRound ? p + kRound : end;
-    char* to = buffer;
-    while (p != stop) {
-      if (table.extendsAscii && stop - p >= 8) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, p, sizeof word);
-        if ((word & 0x8080808080808080U) == 0) {
-          std::memcpy(to, &word, sizeof word);
-          p += 8;
-          to += 8;
-          continue;
-        }
-        for (int i = 0; i < 8; ++i) {
-          const auto byte = static_cast<unsigned char>(p[i]);
-          std::memcpy(to, table.text[byte].data(), 4);
-          to += table.length[byte];
-        }
-        p += 8;
-        continue;
-      }
-      const auto byte = static_cast<unsigned char>(*p++);
-      std::memcpy(to, table.text[byte].data(), 4);
-      to += table.length[byte];
-    }
-    out.append(buffer, static_cast<std::size_t>(to - buffer));
+  char buffer[3 * kChunk + 1];
+  while (!bytes.empty()) {
+    const std::size_t round = std::min(bytes.size(), kChunk);
+    const char* const end = decodeByTable(table, bytes.data(), bytes.data() + round, buffer);
+    out.append(buffer, static_cast<std::size_t>(end - buffer));
+    bytes.remove_prefix(round);
   }
 }
 
-bool appendByCodec(const Codec& codec, std::string_view bytes, std::string& out) {
+void appendByTable(const ByteTable& table, std::string_view bytes, TextBuffer& out) {
+  // Letters beyond ASCII mostly have two bytes.
+  out.room(2 * bytes.size());
+  while (!bytes.empty()) {
+    const std::size_t round = std::min(bytes.size(), kChunk);
+    char* const to = out.room(3 * round + 1);
+    const char* const end = decodeByTable(table, bytes.data(), bytes.data() + round, to);
+    out.wrote(static_cast<std::size_t>(end - to));
+    bytes.remove_prefix(round);
+  }
+}
+
+template <class Output>
+bool appendByCodec(const Codec& codec, std::string_view bytes, Output& out) {
   switch (codec.kind) {
     case CharsetKind::kUnknown:
       return false;
     case CharsetKind::kUtf8:
-      appendRepairedUtf8(bytes, out);
+      appendRepaired(bytes, out);
       return true;
     case CharsetKind::kAscii:
       if (isAscii(bytes)) {
@@ -338,8 +385,53 @@ std::string_view orderOfUtf16(std::string_view bytes) {
   return little > big ? "utf-16le" : "utf-16be";
 }
 
+bool hasUtf8Mark(std::string_view bytes) {
+  return bytes.substr(0, kUtf8Mark.size()) == kUtf8Mark;
+}
+
 bool hasUtf16Mark(std::string_view bytes) {
   return bytes.substr(0, 2) == "\xFF\xFE" || bytes.substr(0, 2) == "\xFE\xFF";
+}
+
+template <class Output>
+void decodeInto(std::string_view bytes, std::string_view charset, Output& text) {
+  const Codec* codec = &codecFor(charset);
+  if (codec->extendsAscii && codec->kind != CharsetKind::kAscii) {
+    if (codec->kind == CharsetKind::kUtf8) {
+      if (isValidUtf8(bytes)) {
+        text.append(bytes);
+        return;
+      }
+      if (isForeignToUtf8(bytes)) {
+        codec = &codecFor(detectCharset(bytes));
+      }
+    } else if (codec->table != nullptr && !isAscii(bytes) && isValidUtf8(bytes)) {
+      // The letters of no language come in the order of UTF-8's bytes: the charset is a wrong
+      // label.
+      text.append(bytes);
+      return;
+    }
+  }
+  if (codec->kind == CharsetKind::kUnknown || codec->kind == CharsetKind::kAscii) {
+    codec = &codecFor(detectCharset(bytes));
+  }
+  if (codec->converter == kUtf16 && !hasUtf16Mark(bytes)) {
+    if (std::all_of(bytes.begin(), bytes.end(),
+                    [](char c) { return isSpace(c) || (c >= ' ' && c < 0x7F); })) {
+      // Says that it is, and is not.
+      text.append(bytes);
+      return;
+    }
+    codec = &codecFor(orderOfUtf16(bytes));
+  }
+  if (!appendByCodec(*codec, bytes, text)) {
+    appendByCodec(codecFor("windows-1252"), bytes, text);
+  }
+  if (codec->table == nullptr && codec->kind == CharsetKind::kConverter && codec->extendsAscii &&
+      isValidUtf8(bytes) && viewOf(text).find(kReplacement) != std::string::npos) {
+    clear(text);
+    text.append(bytes);
+  }
 }
 
 }  // namespace
@@ -376,54 +468,35 @@ bool appendInCharset(std::string_view bytes, std::string_view charset, std::stri
 
 std::string decodePiece(std::string_view bytes, std::string_view charset) {
   std::string text;
-  const Codec* codec = &codecFor(charset);
-  if (codec->extendsAscii && codec->kind != CharsetKind::kAscii) {
-    if (codec->kind == CharsetKind::kUtf8) {
-      if (isValidUtf8(bytes)) {
-        text.assign(bytes);
-        return text;
-      }
-      if (isForeignToUtf8(bytes)) {
-        codec = &codecFor(detectCharset(bytes));
-      }
-    } else if (codec->table != nullptr && !isAscii(bytes) && isValidUtf8(bytes)) {
-      // The letters of no language come in the order of UTF-8's bytes: the charset is a wrong
-      // label.
-      text.assign(bytes);
-      return text;
-    }
-  }
-  if (codec->kind == CharsetKind::kUnknown || codec->kind == CharsetKind::kAscii) {
-    codec = &codecFor(detectCharset(bytes));
-  }
-  if (codec->converter == kUtf16 && !hasUtf16Mark(bytes)) {
-    if (std::all_of(bytes.begin(), bytes.end(),
-                    [](char c) { return isSpace(c) || (c >= ' ' && c < 0x7F); })) {
-      // Says that it is, and is not.
-      text.assign(bytes);
-      return text;
-    }
-    codec = &codecFor(orderOfUtf16(bytes));
-  }
-  if (!appendByCodec(*codec, bytes, text)) {
-    appendInCharset(bytes, "windows-1252", text);
-  }
-  if (codec->table == nullptr && codec->kind == CharsetKind::kConverter && codec->extendsAscii &&
-      isValidUtf8(bytes) && text.find(kReplacement) != std::string::npos) {
-    text.assign(bytes);
-  }
+  decodeInto(bytes, charset, text);
   return text;
 }
 
 std::string decodeText(std::string_view bytes, std::string_view charset) {
-  if (bytes.substr(0, kUtf8Mark.size()) == kUtf8Mark && isValidUtf8(bytes)) {
+  if (hasUtf8Mark(bytes) && isValidUtf8(bytes)) {
     return std::string(bytes.substr(kUtf8Mark.size()));
   }
   std::string text = decodePiece(bytes, charset);
-  if (std::string_view(text).substr(0, kUtf8Mark.size()) == kUtf8Mark) {
+  if (hasUtf8Mark(text)) {
     text.erase(0, kUtf8Mark.size());
   }
   return text;
+}
+
+String* decodedText(std::string_view bytes, std::string_view charset) {
+  if (bytes.size() < kLongText) {
+    return makeAutoreleased<String>(decodeText(bytes, charset));
+  }
+  TextBuffer text;
+  if (hasUtf8Mark(bytes) && isValidUtf8(bytes)) {
+    text.append(bytes.substr(kUtf8Mark.size()));
+  } else {
+    decodeInto(bytes, charset, text);
+    if (hasUtf8Mark(text.view())) {
+      text.removePrefix(kUtf8Mark.size());
+    }
+  }
+  return text.string();
 }
 
 bool appendEncoded(std::string_view utf8, std::string_view charset, std::string& out) {

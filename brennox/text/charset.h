@@ -9,10 +9,16 @@
 #include <string>
 #include <string_view>
 
+namespace brennox {
+class String;
+}
+
 namespace brennox::text {
 
 bool isAscii(std::string_view bytes);
 bool isValidUtf8(std::string_view bytes);
+// Valid UTF-8 without control characters (C0, DEL, C1) other than tabs and line ends, LF or CR LF.
+bool isCleanText(std::string_view bytes);
 
 // Appends `bytes` with every invalid sequence (the longest part of a character that is none)
 // replaced by U+FFFD.
@@ -42,6 +48,8 @@ std::string_view detectCharset(std::string_view bytes, std::string_view hint = {
 // The text as UTF-8: in `charset` if that is known and fits the bytes, else as detectCharset finds.
 // A byte order mark is dropped.
 std::string decodeText(std::string_view bytes, std::string_view charset);
+// The same as an autoreleased String, which holds long texts without a copy.
+String* decodedText(std::string_view bytes, std::string_view charset);
 // The same for a piece of text, where a byte order mark is a character like any other.
 std::string decodePiece(std::string_view bytes, std::string_view charset);
 

@@ -1,5 +1,7 @@
 #include "text/charset.h"
 
+#include <brennox/AutoreleasePool.h>
+#include <brennox/String.h>
 #include <gtest/gtest.h>
 
 #include <random>
@@ -182,6 +184,33 @@ TEST(Utf8, LongAndShortTextsAreJudgedAlike) {
   EXPECT_GT(invalid, 1000);
 }
 
+TEST(Utf8, CleanTextHasNoControlCharacters) {
+  const std::pair<std::string_view, bool> cases[] = {
+      {"", true},          {"\t\n\r\n ~", true}, {"é€😀", true},          {"\xC2\xA0", true},
+      {"\xC3\x85", true},  {"\r", false},        {"\r\r\n", false},      {"\ra", false},
+      {"\x01", false},     {"\x1F", false},      {"\x7F", false},        {"\xC2\x80", false},
+      {"\xC2\x9F", false}, {"\xC2", false},      {"\x80", false},        {"\xFF", false},
+      {"\v", false},       {"\x1B[0m", false},   {"\xED\xA0\x80", false}};
+  for (const auto& [piece, expected] : cases) {
+    EXPECT_EQ(isCleanText(piece), expected) << testing::PrintToString(piece);
+    // At every place of a vector, between ASCII and between other characters.
+    for (const std::string_view around : {"a", "é"}) {
+      std::string before;
+      for (int i = 0; i < 40; ++i) {
+        std::string text = before + std::string(piece);
+        EXPECT_EQ(isCleanText(text), expected) << testing::PrintToString(text);
+        while (text.size() < 100) {
+          text += around;
+        }
+        EXPECT_EQ(isCleanText(text), expected) << testing::PrintToString(text);
+        before += around;
+      }
+    }
+  }
+  EXPECT_FALSE(isCleanText(std::string(1, '\0')));
+  EXPECT_FALSE(isCleanText(std::string(100, '\0')));
+}
+
 TEST(DetectCharset, FindsWhatTheBytesShow) {
   const std::pair<std::string_view, std::string_view> cases[] = {
       {"plain", "us-ascii"},
@@ -269,6 +298,39 @@ TEST(DecodeText, PrefersTheDeclaredCharsetAndMendsWrongOnes) {
   };
   for (const Encoded& c : cases) {
     EXPECT_EQ(decodeText(c.bytes, c.charset), c.text) << c.charset;
+  }
+}
+
+// Long texts go another way, to the same result.
+TEST(DecodeText, LengthChangesNothing) {
+  const AutoreleasePool pool;
+  const Encoded cases[] = {{"utf-8", "é€😀 a\r\n", ""},
+                           {"koi8-r", "\xF0\xD2\xC9 \x80\xA5 abcdefghi\n", ""},
+                           {"iso-8859-1", "na\xEFve\n", ""},
+                           {"shift_jis", "\x93\xFA\x96{ a\n", ""},
+                           {"utf-16le",
+                            std::string_view("\x3D\xD8\x00\xDE"
+                                             "a\0",
+                                             6),
+                            ""},
+                           {"iso-2022-jp", "\x1B$BF|K\\\x1B(B\n", ""},
+                           {"us-ascii", "caf\xC3\xA9 ", ""},
+                           {"utf-8", "a\xFFz \xC3\xA9 ", ""},
+                           {"", "gr\xFC\xDF ", ""},
+                           {"nonsense", "gr\xFC\xDF ", ""},
+                           {"tis-620", "\xA1\xD2\xC3", ""},
+                           {"utf-7", "a+AOk-b ", ""}};
+  for (const Encoded& c : cases) {
+    std::string bytes;
+    while (bytes.size() < 300'000) {
+      bytes += c.bytes;
+    }
+    for (const std::string_view mark : {"", "\xEF\xBB\xBF"}) {
+      const std::string all = std::string(mark) + bytes;
+      const std::string expected = decodeText(all, c.charset);
+      EXPECT_TRUE(isValidUtf8(expected));
+      EXPECT_TRUE(decodedText(all, c.charset)->view() == expected) << c.charset;
+    }
   }
 }
 

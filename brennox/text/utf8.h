@@ -72,6 +72,35 @@ inline Utf8Step utf8Step(const char* p, const char* end) {
   return {length, true};
 }
 
+// What appendRepairedUtf8 does, for any output that has append().
+template <class Output>
+void appendRepaired(std::string_view bytes, Output& out) {
+  if (isValidUtf8(bytes)) {
+    out.append(bytes);
+    return;
+  }
+  const char* p = bytes.data();
+  const char* const end = p + bytes.size();
+  const char* good = p;
+  const auto takeOver = [&](const char* to) {
+    out.append(good, static_cast<std::size_t>(to - good));
+  };
+  for (;;) {
+    p = skipAscii(p, end);
+    if (p == end) {
+      takeOver(p);
+      return;
+    }
+    const Utf8Step step = utf8Step(p, end);
+    if (!step.valid) {
+      takeOver(p);
+      out.append(kReplacement);
+      good = p + step.length;
+    }
+    p += step.length;
+  }
+}
+
 inline void appendCodePoint(std::uint32_t c, std::string& out) {
   if (c < 0x80) {
     out += static_cast<char>(c);

@@ -1,0 +1,36 @@
+#include "text/scan.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace brennox::text {
+namespace {
+
+TEST(Scanner, FindsEachOfItsCharactersAndNoOther) {
+  for (const std::string_view set : {"\r\n&<>:@wW", "=\n", "\t", "\x7F~\x01", "0@P`p"}) {
+    const Scanner scanner(set);
+    for (unsigned byte = 0; byte < 256; ++byte) {
+      // At each place of a vector and behind the last one.
+      for (const std::size_t at : {0, 1, 31, 32, 63, 64, 70}) {
+        std::string text(71, '\xD0');
+        text[at] = static_cast<char>(byte);
+        const bool isIn = set.find(text[at]) != std::string_view::npos;
+        EXPECT_EQ(scanner.find(text), isIn ? at : text.size()) << byte << " at " << at;
+      }
+    }
+  }
+}
+
+TEST(Scanner, StartsWhereItIsTold) {
+  constexpr Scanner kScanner("x");
+  const std::string text = "x" + std::string(40, '-') + "x" + std::string(3, '-') + "x";
+  EXPECT_EQ(kScanner.find(text), 0U);
+  EXPECT_EQ(kScanner.find(text, 1), 41U);
+  EXPECT_EQ(kScanner.find(text, 42), 45U);
+  EXPECT_EQ(kScanner.find(text, 46), 46U);
+  EXPECT_EQ(kScanner.find(""), 0U);
+}
+
+}  // namespace
+}  // namespace brennox::text
