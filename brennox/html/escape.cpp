@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "core/TextBuffer.h"
 #include "text/ascii.h"
+#include "text/charset.h"
 
 namespace brennox::html {
 namespace {
@@ -199,6 +201,36 @@ std::string cleanedText(std::string_view text) {
     }
   }
   return out;
+}
+
+std::string_view firstLines(std::string_view text) {
+  constexpr std::size_t kPiece = std::size_t{1} << 15;
+  if (text.size() <= kPiece) {
+    return text;
+  }
+  std::size_t end = text.rfind('\n', kPiece - 1);
+  if (end == std::string_view::npos) {
+    end = text.find('\n', kPiece);
+  }
+  return end == std::string_view::npos ? text : text.substr(0, end + 1);
+}
+
+void appendCleanedText(std::string_view text, TextBuffer& out) {
+  out.room(text.size());
+  while (!text.empty()) {
+    std::string_view piece = firstLines(text);
+    text.remove_prefix(piece.size());
+    if (!text::isCleanText(piece)) {
+      out += cleanedText(piece);
+      continue;
+    }
+    for (std::size_t end = piece.find('\r'); end != std::string_view::npos;
+         end = piece.find('\r')) {
+      out += piece.substr(0, end);
+      piece.remove_prefix(end + 1);
+    }
+    out += piece;
+  }
 }
 
 std::string cleanedLine(std::string_view text) {

@@ -5,6 +5,10 @@
 #include <string>
 #include <string_view>
 
+namespace brennox {
+class TextBuffer;
+}
+
 namespace brennox::html {
 
 // Appends `text` so that it reads as itself in text and in quoted attribute values. Control
@@ -18,6 +22,12 @@ void appendEscapedText(std::string_view text, std::string& out);
 // `text` without control characters other than tab and line feed; CR LF and lone CR become LF,
 // bytes that are no UTF-8 become U+FFFD. What every plain rendering goes through.
 std::string cleanedText(std::string_view text);
+void appendCleanedText(std::string_view text, TextBuffer& out);
+
+// The lines that a text begins with, whole and with their ends: as many as a cache holds, so that
+// work on a long text may go over them more than once. All of the text when it is short or one
+// line.
+std::string_view firstLines(std::string_view text);
 
 // A name or header value on one line: control characters and line ends become blanks, and
 // characters that steer the direction of text are left out, so that a name cannot be shown other

@@ -18,6 +18,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "core/TextBuffer.h"
 #include "html/escape.h"
 #include "html/image_type.h"
 #include "html/plain_text.h"
@@ -290,19 +291,21 @@ class HtmlRenderer {
   HtmlRenderer(ContentSource& source, HTMLRendererTemplateCallback* templates)
       : source_(source), templates_(templates == nullptr ? &defaults_ : templates) {}
 
-  std::string bodies(Message& message) {
+  void appendBodies(Message& message, TextBuffer& out) {
     Pictures pictures(message.sorting(), source_);
-    std::string out;
     for (const mime::Body& body : message.sorting().bodies) {
       for (AbstractPart* part : body.html) {
         const std::string_view text = message.textOfPart(part);
         if (isBlank(text)) {
           continue;
         }
-        out += isHtml(part) ? fromHtml(text, pictures) : textToHtml(text);
+        if (isHtml(part)) {
+          out += fromHtml(text, pictures);
+        } else {
+          appendAsHtml(text, out);
+        }
       }
     }
-    return out;
   }
 
   std::string message(MessageHeader* header, AbstractPart* root) {
@@ -387,7 +390,9 @@ class HtmlRenderer {
     Frame frame;
     frame.part = part;
     Message message(root, source_, true);
-    frame.body = bodies(message);
+    TextBuffer body;
+    appendBodies(message, body);
+    frame.body = body.view();
     std::vector<AbstractPart*> pictures;
     for (AbstractPart* attachment : message.sorting().attachments) {
       if (mayBePicture(attachment)) {
@@ -466,18 +471,7 @@ std::string_view withoutTrailingLines(std::string_view text) {
   return isBlank(text) ? std::string_view() : text;
 }
 
-void appendBody(std::string_view text, std::string& out) {
-  if (text.empty()) {
-    return;
-  }
-  if (!out.empty()) {
-    out += "\n\n";
-  }
-  out += text;
-}
-
-std::string plainBodies(Message& message) {
-  std::string out;
+void appendPlainBodies(Message& message, TextBuffer& out) {
   for (const mime::Body& body : message.sorting().bodies) {
     bool isEmpty = true;
     for (AbstractPart* part : body.plain) {
@@ -485,14 +479,20 @@ std::string plainBodies(Message& message) {
     }
     for (AbstractPart* part : isEmpty ? body.html : body.plain) {
       const std::string_view text = message.textOfPart(part);
+      const std::size_t before = out.size();
+      out += before == 0 ? "" : "\n\n";
+      const std::size_t begin = out.size();
       if (isHtml(part)) {
-        appendBody(htmlToText(text), out);
+        out += htmlToText(text);
       } else {
-        appendBody(withoutTrailingLines(cleanedText(text)), out);
+        appendCleanedText(text, out);
+        out.truncate(begin + withoutTrailingLines(out.view().substr(begin)).size());
+      }
+      if (out.size() == begin) {
+        out.truncate(before);
       }
     }
   }
-  return out;
 }
 
 std::string plainHeader(MessageHeader* header) {
@@ -546,13 +546,17 @@ String* htmlRendering(MessageHeader* header, AbstractPart* mainPart, ContentSour
 
 String* htmlBodyRendering(AbstractPart* mainPart, ContentSource& source) {
   Message message(mainPart, source, true);
-  return stringOf(HtmlRenderer(source, nullptr).bodies(message));
+  TextBuffer html;
+  HtmlRenderer(source, nullptr).appendBodies(message, html);
+  return html.string();
 }
 
 String* plainTextRendering(MessageHeader* header, AbstractPart* mainPart, ContentSource& source) {
   Message message(mainPart, source, false);
-  std::string text = plainHeader(header);
-  const std::string body = plainBodies(message);
+  TextBuffer text;
+  text += plainHeader(header);
+  TextBuffer body;
+  appendPlainBodies(message, body);
   std::string embedded;
   for (AbstractPart* part : message.sorting().attachments) {
     if (part->partType() != PartType::Message) {
@@ -565,22 +569,23 @@ String* plainTextRendering(MessageHeader* header, AbstractPart* mainPart, Conten
   if (!text.empty() && !(body.empty() && embedded.empty())) {
     text += '\n';
   }
-  text += body;
+  text += body.view();
   if (!embedded.empty()) {
     text += body.empty() ? "" : "\n\n";
     text += embedded;
   }
-  while (!text.empty() && text.back() == '\n') {
-    text.pop_back();
+  while (!text.empty() && text.view().back() == '\n') {
+    text.truncate(text.size() - 1);
   }
-  return stringOf(std::move(text));
+  return text.string();
 }
 
 String* plainTextBodyRendering(AbstractPart* mainPart, ContentSource& source,
                                bool stripWhitespace) {
   Message message(mainPart, source, false);
-  std::string text = plainBodies(message);
-  return stringOf(stripWhitespace ? collapsed(text) : std::move(text));
+  TextBuffer text;
+  appendPlainBodies(message, text);
+  return stripWhitespace ? stringOf(collapsed(text.view())) : text.string();
 }
 
 }  // namespace brennox::html

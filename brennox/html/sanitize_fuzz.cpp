@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "core/TextBuffer.h"
 #include "html/reparse_for_test.h"
 #include "html/sanitizer.h"
 #include "html/text_to_html.h"
@@ -18,8 +19,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (reparsed(result) != result || result.size() > 16 * size + 2 * kOutputFloor) {
     std::abort();
   }
-  const std::string text = textToHtml(html);
-  if (reparsed(text) != text) {
+  brennox::TextBuffer text;
+  appendAsHtml(html, text);
+  if (reparsed(text.view()) != text.view()) {
     std::abort();
   }
   return 0;

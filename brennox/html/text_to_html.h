@@ -3,8 +3,11 @@
 #pragma once
 
 #include <cstddef>
-#include <string>
 #include <string_view>
+
+namespace brennox {
+class TextBuffer;
+}
 
 namespace brennox::html {
 
@@ -13,7 +16,7 @@ constexpr std::size_t kMaxQuoteDepth = 32;
 // Longer runs are not made into links.
 constexpr std::size_t kMaxLinkLength = 2048;
 
-// One element around the whole, as the sanitiser makes it for HTML.
-std::string textToHtml(std::string_view text);
+// Appends one element around the whole, as the sanitiser makes it for HTML.
+void appendAsHtml(std::string_view text, TextBuffer& out);
 
 }  // namespace brennox::html

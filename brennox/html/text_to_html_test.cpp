@@ -2,12 +2,19 @@
 
 #include <gtest/gtest.h>
 
+#include "core/TextBuffer.h"
 #include "core/processor_time_for_test.h"
 #include "html/reparse_for_test.h"
 #include "html/sanitizer.h"
 
 namespace brennox::html {
 namespace {
+
+std::string textToHtml(std::string_view text) {
+  TextBuffer html;
+  appendAsHtml(text, html);
+  return std::string(html.view());
+}
 
 // What is inside of the elements around the part; quotes shortened.
 std::string inner(std::string_view text) {
@@ -78,6 +85,33 @@ TEST(TextToHtml, QuotesBeyondTheBoundKeepTheirMarks) {
   const std::string deep(kMaxQuoteDepth + 3, '>');
   const std::string result = inner(deep + " x");
   EXPECT_NE(result.find("&gt;&gt;&gt; x"), std::string::npos);
+}
+
+// Long texts are taken in pieces; where one ends must not show.
+TEST(TextToHtml, LengthChangesNothing) {
+  const auto between = [](const std::string& html) {
+    const std::size_t from = html.find('>', html.find("bx-text")) + 1;
+    return html.substr(from, html.size() - from - 12);
+  };
+  for (const std::string_view lines :
+       {"a <b>\r\n> www.ok.test\r\n\r\nc & d@ok.test\r\n", "\xFF\n\n> \xC2\x85q\r\rx\r\r\n"}) {
+    const std::string once = between(textToHtml(lines));
+    std::string text;
+    std::string wanted;
+    while (text.size() < 200'000) {
+      text += lines;
+      wanted += (wanted.empty() ? "" : "<br>") + once;
+    }
+    EXPECT_TRUE(between(textToHtml(text)) == wanted);
+  }
+}
+
+TEST(TextToHtml, NothingIsLeftOfABlankEnd) {
+  for (const char* const end : {"\n", " \n \r\n", "\x01\n", "\xC2\x85", "\n\xC2\x9F\x7F\r", " "}) {
+    EXPECT_EQ(inner(std::string("a\t") + end), "a\t") << end;
+    EXPECT_EQ(inner(end), "");
+  }
+  EXPECT_EQ(inner("a\xC2\xA0"), "a\xC2\xA0");
 }
 
 TEST(TextToHtml, TimeIsLinear) {
