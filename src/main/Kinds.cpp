@@ -3,12 +3,10 @@
 #include <brennox/Address.h>
 
 #include <cmath>
-#include <cstring>
-#include <memory>
 #include <utility>
 
 #include "main/Arguments.h"
-#include "main/Utf16.h"
+#include "main/ScriptString.h"
 
 namespace velkor {
 namespace {
@@ -19,39 +17,6 @@ constexpr double kMillisecondsPerSecond = 1000.0;
 
 // Below this size a copy costs less than a Buffer with a finalizer.
 constexpr std::size_t kSmallestSharedBlock = 4096;
-
-bool IsAscii(std::string_view text) {
-  // All bytes, without a way out of the loop: the compiler then looks at many at a time.
-  unsigned int all = 0;
-  for (const char c : text) {
-    all |= static_cast<unsigned char>(c);
-  }
-  return all < 0x80;
-}
-
-// Node-API's own decoder of UTF-8 looks at each byte twice. ASCII, as most texts are, needs none.
-Napi::Value ScriptString(Napi::Env env, std::string_view text) {
-  napi_value result = nullptr;
-  napi_status status = napi_ok;
-  if (IsAscii(text)) {
-    status = napi_create_string_latin1(env, text.data(), text.size(), &result);
-  } else {
-    constexpr std::size_t kOnStack = 512;
-    char16_t small[kOnStack];
-    std::unique_ptr<char16_t[]> large;
-    if (text.size() > kOnStack) {
-      large = std::make_unique_for_overwrite<char16_t[]>(text.size());
-    }
-    char16_t* const units = large ? large.get() : small;
-    const std::size_t length = ToUtf16(text, units);
-    status = length == kNotUtf8 ? napi_create_string_utf8(env, text.data(), text.size(), &result)
-                                : napi_create_string_utf16(env, units, length, &result);
-  }
-  if (status != napi_ok) {
-    throw Napi::Error::New(env);
-  }
-  return {env, result};
-}
 
 template <class Convert>
 brennox::Array* EachString(Napi::Value value, const char* text, Convert convert) {
@@ -74,7 +39,7 @@ brennox::String* Text::FromScript(Napi::Value value) {
 }
 
 Napi::Value Text::ToScript(Napi::Env env, brennox::String* text) {
-  return ScriptString(env, brennox::textOf(text));
+  return ScriptString(env, text);
 }
 
 Napi::Value OptionalText::ToScript(Napi::Env env, brennox::String* text) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
+#include <random>
 #include <string>
 
 namespace velkor {
@@ -52,6 +54,89 @@ TEST(Utf16, RefusesWhatIsNoUtf8) {
                                  "valid until here \xE1\x80"}) {
     EXPECT_EQ(Utf16Of(text), u"none") << text;
   }
+}
+
+// One character at a time, as it stands in RFC 3629.
+std::u16string Expected(std::string_view text) {
+  std::u16string units;
+  for (std::size_t at = 0; at < text.size();) {
+    const auto lead = static_cast<unsigned char>(text[at]);
+    const std::size_t length = lead < 0x80   ? 1
+                               : lead < 0xC2 ? 0
+                               : lead < 0xE0 ? 2
+                               : lead < 0xF0 ? 3
+                               : lead < 0xF5 ? 4
+                                             : 0;
+    if (length == 0 || text.size() - at < length) {
+      return u"none";
+    }
+    char32_t code = length == 1 ? lead : lead & (0x7FU >> length);
+    for (std::size_t i = 1; i < length; ++i) {
+      const auto byte = static_cast<unsigned char>(text[at + i]);
+      if (byte < 0x80 || byte > 0xBF) {
+        return u"none";
+      }
+      code = code << 6 | (byte & 0x3F);
+    }
+    const char32_t least[] = {0, 0, 0x80, 0x800, 0x10000};
+    if (code < least[length] || code > 0x10FFFF || (code >= 0xD800 && code < 0xE000)) {
+      return u"none";
+    }
+    if (code >= 0x10000) {
+      units += static_cast<char16_t>(0xD800 + ((code - 0x10000) >> 10));
+      code = 0xDC00 + ((code - 0x10000) & 0x3FF);
+    }
+    units += static_cast<char16_t>(code);
+    at += length;
+  }
+  return units;
+}
+
+// Vectors and single steps have to agree wherever a character stands.
+TEST(Utf16, LongTextsAreReadAlike) {
+  std::mt19937 random(5);
+  const std::string_view pieces[] = {"a",
+                                     " ",
+                                     "\r\n",
+                                     "\xD0\xB6",
+                                     "\xDF\xBF",
+                                     "\xC2\x80",
+                                     "\xE0\xA0\x80",
+                                     "\xED\x9F\xBF",
+                                     "\xEE\x80\x80",
+                                     "\xEF\xBF\xBF",
+                                     "\xE6\x97\xA5",
+                                     "\xF0\x9F\x98\x80",
+                                     "\xF4\x8F\xBF\xBF",
+                                     "\x80",
+                                     "\xBF",
+                                     "\xC0\x80",
+                                     "\xC1\xBF",
+                                     "\xC2",
+                                     "\xE1\x80",
+                                     "\xE0\x9F\xBF",
+                                     "\xED\xA0\x80",
+                                     "\xF0\x8F\xBF\xBF",
+                                     "\xF4\x90\x80\x80",
+                                     "\xF5\x80\x80\x80",
+                                     "\xFF"};
+  constexpr std::size_t kValid = 13;
+  int refused = 0;
+  for (int round = 0; round < 20000; ++round) {
+    std::string text;
+    const std::size_t kinds = 1 + random() % kValid;
+    const std::size_t length = random() % 100;
+    while (text.size() < length) {
+      text += pieces[random() % kinds];
+    }
+    if (round % 2 == 0) {
+      text.insert(random() % (text.size() + 1), pieces[random() % std::size(pieces)]);
+    }
+    const std::u16string expected = Expected(text);
+    refused += expected == u"none" ? 1 : 0;
+    ASSERT_TRUE(Utf16Of(text) == expected) << testing::PrintToString(text);
+  }
+  EXPECT_GT(refused, 1000);
 }
 
 // Cut anywhere, nothing behind the end is looked at.

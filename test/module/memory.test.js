@@ -68,6 +68,72 @@ test('the garbage collector knows how much the library holds', { skip: isSanitiz
   }
 });
 
+// Long strings stay where the library has them.
+const kTexts = {
+  'us-ascii': 'plain text & more\n',
+  'iso-8859-1': 'na\u00efve text\n',
+  'utf-8': '\u0421\u044a\u0435\u0448\u044c \u65e5\u672c \u{1F600}\n',
+};
+const textMail = (charset, text) => Buffer.concat([
+  Buffer.from(`Content-Type: text/plain; charset=${charset}\r\nContent-Transfer-Encoding: 8bit\r\n\r\n`),
+  Buffer.from(text, charset === 'utf-8' ? 'utf8' : 'latin1'),
+]);
+
+test('long renderings are strings like any other', async () => {
+  for (const [charset, line] of Object.entries(kTexts)) {
+    const wanted = line.repeat(200000).trimEnd();
+    const parser = new brennox.MessageParser();
+    parser.Import(textMail(charset, wanted));
+    const text = parser.PlainTextBodyRendering();
+    const html = parser.HtmlBodyRendering();
+    parser.clear();
+    await settle();
+    assert.ok(text === wanted, charset);
+    assert.ok(html.includes(line.trim().replace('&', '&amp;').concat('<br>').repeat(199999)), charset);
+    assert.ok(Buffer.from(text).equals(Buffer.from(wanted)), charset);
+    assert.strictEqual(text.slice(-20).concat(text.slice(0, 5)), wanted.slice(-20) + wanted.slice(0, 5));
+    assert.ok(JSON.parse(JSON.stringify(text)) === wanted, charset);
+    assert.ok(structuredClone(text) === wanted, charset);
+  }
+});
+
+test('long renderings are collected in time', { skip: isSanitized && 'the sanitizer keeps freed memory' }, async () => {
+  for (const [charset, line] of Object.entries(kTexts)) {
+    const parser = new brennox.MessageParser();
+    parser.Import(textMail(charset, line.repeat(Math.ceil((4 << 20) / line.length))));
+    await settle();
+    const before = process.memoryUsage.rss();
+    let largest = 0;
+    for (let i = 0; i < 60; ++i) {
+      assert.ok(parser.HtmlBodyRendering().length > 2 << 20);
+      largest = Math.max(largest, process.memoryUsage.rss() - before);
+    }
+    // 240 MiB and more in all, and twice that where a character takes two bytes.
+    assert.ok(largest < 200 * (1 << 20), `grew by ${largest} bytes with ${charset}`);
+  }
+});
+
+test('a worker may end while its long renderings are alive', async () => {
+  const code = `
+    const { parentPort } = require('node:worker_threads');
+    const { MessageParser } = require(${JSON.stringify(process.env.VELKOR_BRENNOX2)});
+    const parser = new MessageParser();
+    parentPort.on('message', (mail) => {
+      parser.Import(Buffer.from(mail));
+      globalThis.kept = [parser.HtmlBodyRendering(), parser.PlainTextBodyRendering()];
+      parentPort.postMessage(globalThis.kept[1]);
+      setTimeout(() => process.exit(), 10);
+    });`;
+  for (const [charset, line] of Object.entries(kTexts)) {
+    const wanted = line.repeat(200000).trimEnd();
+    const worker = new Worker(code, { eval: true });
+    const text = new Promise((resolve, reject) => worker.once('message', resolve).once('error', reject));
+    worker.postMessage(textMail(charset, wanted));
+    assert.ok((await text) === wanted, charset);
+    await new Promise((resolve) => worker.once('exit', resolve));
+  }
+});
+
 test('objects that only a queued worker knows live until it has called back', async () => {
   const results = [];
   for (let i = 0; i < 30; ++i) {
