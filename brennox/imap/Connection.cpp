@@ -286,7 +286,8 @@ void Connection::applyCode(std::string_view code, std::string_view arguments) {
     selected_->allowsNewFlags = arguments.find("\\*") != std::string_view::npos;
   } else if (code == "CLOSED") {
     // What came before was about the folder that was selected until now.
-    selected_ = SelectedFolder{selected_->name, 0, 0, 0, 0, 0, false, false};
+    std::string name = std::move(selected_->name);
+    selecting(std::move(name));
   }
 }
 
@@ -386,6 +387,38 @@ void Connection::sawUid(std::uint32_t uid) {
   if (selected_ && uid >= selected_->uidNext && uid != UINT32_MAX) {
     selected_->uidNext = uid + 1;
   }
+}
+
+std::uint32_t Connection::appended(const std::string& folder, std::string_view answer) {
+  WireReader line(answer);
+  std::string_view tag;
+  std::string_view word;
+  std::string code;
+  std::string arguments;
+  if (!selected_ || selected_->name != folder || !line.atom(&tag) || tag == "*" || !line.space() ||
+      !line.atom(&word) || !sameKeyword(word, "OK") || !line.space()) {
+    return 0;
+  }
+  splitCode(line.rest(), &code, &arguments);
+  WireReader reader(arguments);
+  std::uint32_t validity = 0;
+  std::uint32_t uid = 0;
+  const bool told = code == "APPENDUID" && reader.number(&validity) && reader.space() &&
+                    reader.number(&uid) && reader.atEnd();
+  // In another folder of that name the numbers mean nothing; what is known of this one is stale.
+  if (!told || validity != selected_->uidValidity) {
+    return 0;
+  }
+  selected_->appendedIsNews = uid >= selected_->uidNext && uid != UINT32_MAX;
+  selected_->afterAppended = selected_->appendedIsNews ? uid + 1 : 0;
+  return uid;
+}
+
+bool Connection::takeAppended(const std::string& folder) {
+  if (!selected_ || selected_->name != folder || !isAlive()) {
+    return false;
+  }
+  return std::exchange(selected_->appendedIsNews, false);
 }
 
 }  // namespace brennox::imap

@@ -56,6 +56,10 @@ struct SelectedFolder {
   std::uint64_t highestModSeq = 0;
   bool allowsNewFlags = false;
   bool readOnly = false;
+  // What follows the message that was appended last over another connection. Not uidNext: the
+  // server's view here need not have that message yet.
+  std::uint32_t afterAppended = 0;
+  bool appendedIsNews = false;
 };
 
 // Once the connection is lost every command completes with kLost, and error() says why.
@@ -116,6 +120,11 @@ class Connection {
   // A message of the selected folder has this UID, so the next one will have a larger one.
   void sawUid(std::uint32_t uid);
   void unselect() { selected_.reset(); }
+  // The tagged answer to an APPEND into the selected folder that went over another connection: the
+  // UID that it tells, or 0. uidNext follows it then.
+  std::uint32_t appended(const std::string& folder, std::string_view answer);
+  // Whether that folder is selected and appended() has told its next UID since this was asked last.
+  bool takeAppended(const std::string& folder);
 
  private:
   enum class Kind { kUntagged, kTagged, kContinuation, kLost };

@@ -9,6 +9,7 @@
 #include <brennox/IndexSet.h>
 #include <brennox/String.h>
 
+#include <algorithm>
 #include <atomic>
 #include <exception>
 #include <mutex>
@@ -83,7 +84,7 @@ void IMAPSession::State::publish() {
     }
   }
   const imap::SelectedFolder* const folder = connection.selected();
-  uidNext = folder == nullptr ? 0 : folder->uidNext;
+  uidNext = folder == nullptr ? 0 : std::max(folder->uidNext, folder->afterAppended);
   uidValidity = folder == nullptr ? 0 : folder->uidValidity;
   modSequence = folder == nullptr ? 0 : folder->highestModSeq;
 }
@@ -423,7 +424,15 @@ void IMAPSession::select(String* folder, ErrorCode* error) {
 // STATUS, quick as it is: of a selected folder Dovecot 2.3 needs NOOP's answer first, and after
 // some 1,900 such pairs its process has used up the memory that it is allowed, and ends.
 void IMAPSession::selectIfNeeded(String* folder, ErrorCode* error) {
-  select(folder, error);
+  Operation operation(*state_, Needs::kLogin, error);
+  if (operation.isReady() && !operation.connection().takeAppended(name(folder))) {
+    operation.error = imap::selectFolder(operation.connection(), name(folder));
+  }
+}
+
+std::uint32_t IMAPSession::appended(String* folder, const char* answer) {
+  Operation operation(*state_, Needs::kNothing, nullptr);
+  return operation.isReady() ? operation.connection().appended(name(folder), answer) : 0;
 }
 
 IMAPFolderInfo* IMAPSession::folderInfo(String* folder, ErrorCode* error) {

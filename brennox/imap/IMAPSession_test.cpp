@@ -533,6 +533,53 @@ TEST(IMAPSession, AsksForUidnextAfreshWithEverySelect) {
   EXPECT_EQ(account.session->uidNext(), 0U);
 }
 
+TEST(IMAPSession, LearnsTheNextUidFromTheAnswerToAnAppend) {
+  Account account("IMAP4rev1 UIDPLUS", [](Peer& peer) {
+    answerSelect(peer, 3, 10);
+    // The view has not got the message: it is brought up to date before the message is fetched.
+    EXPECT_EQ(peer.answer("* 4 EXISTS\r\n"), "NOOP");
+    EXPECT_THAT(peer.answer("* 4 FETCH (UID 12 BODY[] {2}\r\nhi)\r\n"),
+                ::testing::StartsWith("UID FETCH 12 "));
+    // Each piece of news serves once.
+    answerSelect(peer, 5, 13);
+    // And none of these is one.
+    for (int i = 0; i < 9; ++i) {
+      answerSelect(peer, 5, 13);
+    }
+    EXPECT_EQ(peer.answer("", "NO none"), "SELECT Gone");
+  });
+  const AutoreleasePool pool;
+  IMAPSession& session = *account.session;
+  session.selectIfNeeded(str("INBOX"), &account.error);
+  EXPECT_EQ(session.uidNext(), 10U);
+  // Somebody else's message 10 and 11 came first.
+  EXPECT_EQ(session.appended(str("INBOX"), "A1 OK [APPENDUID 77 12] done"), 12U);
+  session.selectIfNeeded(str("INBOX"), &account.error);
+  EXPECT_EQ(account.error, ErrorNone);
+  EXPECT_EQ(session.uidNext(), 13U);
+  ASSERT_NE(session.fetchMessageByUID(str("INBOX"), 12, nullptr, &account.error), nullptr);
+  session.selectIfNeeded(str("INBOX"), &account.error);
+  EXPECT_EQ(session.uidNext(), 13U);
+  for (const char* answer :
+       {"", "A1 OK done", "A1 NO [APPENDUID 77 13] no", "* OK [APPENDUID 77 13] done",
+        "A1 OK [APPENDUID 78 13] another folder of that name", "A1 OK [APPENDUID 77 13:14] several",
+        "A1 OK [APPENDUID 77 x]", "A1 OK [APPENDUID 77 0] none"}) {
+    EXPECT_EQ(session.appended(str("INBOX"), answer), 0U) << answer;
+    session.selectIfNeeded(str("INBOX"), &account.error);
+    EXPECT_EQ(session.uidNext(), 13U) << answer;
+  }
+  // A message that lies behind what the server said before: what is true now, only it knows.
+  EXPECT_EQ(session.appended(str("INBOX"), "A1 OK [APPENDUID 77 3] done"), 3U);
+  session.selectIfNeeded(str("INBOX"), &account.error);
+  EXPECT_EQ(session.uidNext(), 13U);
+  // Another folder.
+  EXPECT_EQ(session.appended(str("Other"), "A1 OK [APPENDUID 77 13] done"), 0U);
+  EXPECT_EQ(session.appended(str("INBOX"), "A1 OK [APPENDUID 77 13] done"), 13U);
+  session.selectIfNeeded(str("Gone"), &account.error);
+  EXPECT_EQ(account.error, ErrorFolderNotFound);
+  EXPECT_EQ(session.appended(str("INBOX"), "A1 OK [APPENDUID 77 14] done"), 0U);
+}
+
 TEST(IMAPSession, TellsTheStateOfFolders) {
   Account account("IMAP4rev1 CONDSTORE", [](Peer& peer) {
     EXPECT_EQ(peer.answer("* STATUS Other (MESSAGES 1)\r\n* STATUS \"A\" (MESSAGES 5 RECENT 1 "

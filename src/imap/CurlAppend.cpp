@@ -81,6 +81,15 @@ void BoundSilence(cpcurl::Easy* handle, std::int64_t seconds) {
   cpcurl::easy_setopt(handle, CURLOPT_LOW_SPEED_TIME, bound);
 }
 
+// Keeps the last line that completes a command: at the end that of the upload.
+std::size_t KeepAnswer(char* bytes, std::size_t size, std::size_t count, void* answer) {
+  const std::string_view line(bytes, size * count);
+  if (!line.empty() && line.front() != '*' && line.front() != '+') {
+    *static_cast<std::string*>(answer) = line.substr(0, line.find_first_of("\r\n"));
+  }
+  return line.size();
+}
+
 bool AllFitOnOneLine(brennox::IMAPSession& session, const std::string& folder) {
   for (const std::string_view text :
        {textOf(session.hostname()), textOf(session.username()), textOf(session.password()),
@@ -108,7 +117,8 @@ CURLcode Append(brennox::IMAPSession& session, const std::string& folder, brenno
   // Until the message is there nobody else selects a folder or takes the UID that it will get.
   const brennox::IMAPSession::Exclusive turn(&session);
   *error = brennox::ErrorNone;
-  session.selectIfNeeded(brennox::String::stringWithText(folder), error);
+  brennox::String* const name = brennox::String::stringWithText(folder);
+  session.selectIfNeeded(name, error);
   if (*error != brennox::ErrorNone) {
     return CURLE_OK;
   }
@@ -130,6 +140,9 @@ CURLcode Append(brennox::IMAPSession& session, const std::string& folder, brenno
   cpcurl::easy_setopt(handle.get(), CURLOPT_READDATA, &source);
   cpcurl::easy_setopt(handle.get(), CURLOPT_UPLOAD, 1);
   cpcurl::easy_setopt(handle.get(), CURLOPT_INFILESIZE, message.length());
+  std::string answer;
+  cpcurl::easy_setopt(handle.get(), CURLOPT_HEADERFUNCTION, KeepAnswer);
+  cpcurl::easy_setopt(handle.get(), CURLOPT_HEADERDATA, &answer);
   BoundSilence(handle.get(), session.timeout());
   if (session.isStrictGost()) {
     brennox::BXLogInternal(nullptr, __FILE__, __LINE__, 0, "strict gost for append\n");
@@ -138,7 +151,9 @@ CURLcode Append(brennox::IMAPSession& session, const std::string& folder, brenno
   const CURLcode result = cpcurl::easy_perform(handle.get());
   *error = ErrorOf(result);
   if (result == CURLE_OK) {
-    *uid = next;
+    // Where the server tells it, no message that came in between makes it wrong.
+    const std::uint32_t told = session.appended(name, answer.c_str());
+    *uid = told != 0 ? told : next;
   }
   return result;
 }

@@ -27,9 +27,15 @@ class FakeSession : public brennox::IMAPSession {
     *error = selectError;
   }
   std::uint32_t uidNext() override { return 4294967295U; }
+  std::uint32_t appended(String* folder, const char* answer) override {
+    answers.push_back(std::string(folder->view()) + ": " + answer);
+    return told;
+  }
 
   ErrorCode selectError = brennox::ErrorNone;
+  std::uint32_t told = 0;
   std::vector<std::string> selected;
+  std::vector<std::string> answers;
 };
 
 // An IMAP server that takes one literal, whatever the folder.
@@ -49,6 +55,8 @@ void TakeAppend(LineServer::Connection& client) {
         return;
       }
       client.readLine(line);
+      client.send("* OK untagged\r\n" + tag + " OK [APPENDUID 38505 17] done\r\n");
+      continue;
     }
     client.send(tag + " OK done\r\n");
   }
@@ -102,6 +110,34 @@ TEST_F(CurlAppendTest, UploadsAndReportsTheNextUid) {
       << server.lines().back();
   EXPECT_TRUE(server.saw("AUTHENTICATE PLAIN AHVzZXIAc2VjcmV0"));
   EXPECT_EQ(session->selected, std::vector<std::string>{"Sent Items"});
+}
+
+TEST_F(CurlAppendTest, ReportsTheUidThatTheServerTells) {
+  const LineServer server(TakeAppend);
+  Use(server);
+  session->told = 17;
+  EXPECT_EQ(Append("INBOX"), brennox::ErrorNone);
+  EXPECT_EQ(uid, 17U);
+  // What the session hears is the answer to the upload, not one of those before it.
+  ASSERT_EQ(session->answers.size(), 1U);
+  const std::string& answer = session->answers.front();
+  EXPECT_EQ(answer.substr(0, 7), "INBOX: ");
+  EXPECT_EQ(answer.substr(answer.find(" OK")), " OK [APPENDUID 38505 17] done");
+}
+
+TEST_F(CurlAppendTest, AFailedUploadTellsTheSessionNothing) {
+  const LineServer server([](LineServer::Connection& client) {
+    client.send("* PREAUTH [CAPABILITY IMAP4rev1] ready\r\n");
+    std::string line;
+    while (client.readLine(line)) {
+      const std::string tag = line.substr(0, line.find(' '));
+      client.send(
+          tag + (line.find("APPEND") != line.npos ? " NO [APPENDUID 1 2] no\r\n" : " OK done\r\n"));
+    }
+  });
+  Use(server);
+  EXPECT_EQ(Append("INBOX"), brennox::ErrorAppend);
+  EXPECT_TRUE(session->answers.empty());
 }
 
 TEST_F(CurlAppendTest, ARefusedSelectIsTheResult) {

@@ -64,6 +64,23 @@ test('append to Dovecot', { skip: reasonToSkip({ dovecot: true }) }, async (t) =
     session.disconnect();
   });
 
+  await t.test('every message is reported under its own UID, whoever else appends and removes meanwhile', async () => {
+    const sessions = [sessionTo(ports.imap), sessionTo(ports.imap)];
+    assert.equal(sessions[0].createFolder('busy'), 0);
+    const uids = await Promise.all(Array.from({ length: 24 }, (_, i) => append(sessions[i % 2], 'busy', mail(`busy ${i}`))));
+    assert.equal(new Set(uids).size, 24);
+    const last = Math.max(...uids);
+    assert.equal(sessions[1].storeFlagsByUID('busy', last, 0, 8), 0);
+    assert.equal(sessions[1].expunge('busy'), 0);
+    uids[uids.indexOf(last)] = await append(sessions[0], 'busy', mail(`busy ${uids.indexOf(last)}`));
+    assert.equal(Math.max(...uids), last + 1);
+    uids.forEach((uid, i) => {
+      assert.match(Buffer.from(sessions[i % 2].fetchMessageByUID('busy', uid).bytes()).toString(), new RegExp(`Subject: busy ${i}\r`), `${uid}`);
+    });
+    assert.equal(sessions[0].deleteFolder('busy'), 0);
+    sessions.forEach((session) => session.disconnect());
+  });
+
   await t.test('a message of 20 MiB', async () => {
     const session = sessionTo(ports.imap);
     const message = mail('large', `${'x'.repeat(70)}\r\n`.repeat(291272));

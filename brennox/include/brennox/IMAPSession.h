@@ -97,9 +97,14 @@ class BRENNOX_EXPORT IMAPSession : public Object {
   virtual void subscribeFolder(String* folder, ErrorCode* error);
   virtual void unsubscribeFolder(String* folder, ErrorCode* error);
   virtual IMAPFolderStatus* folderStatus(String* folder, ErrorCode* error);
-  // Selecting the selected folder again asks the server afresh for UIDNEXT.
+  // Selecting the selected folder again asks the server afresh for UIDNEXT. selectIfNeeded() does
+  // so, too, unless appended() has just told it.
   virtual void select(String* folder, ErrorCode* error);
   virtual void selectIfNeeded(String* folder, ErrorCode* error);
+  // A message was appended to the selected folder over another connection, and this is the line
+  // with which the server completed that. Returns the UID that it names for the message (RFC 4315);
+  // 0 when it names none for this folder.
+  virtual std::uint32_t appended(String* folder, const char* answer);
   virtual IMAPFolderInfo* folderInfo(String* folder, ErrorCode* error);
   // Of the selected folder.
   virtual std::uint32_t uidNext();
