@@ -151,6 +151,8 @@ class Reducer {
         standIns_->appendText(text, out);
       } else if (edit.kind == EditKind::RawText) {
         standIns_->appendRawText(text, out);
+      } else if (edit.kind == EditKind::Value) {
+        standIns_->appendValue(text, out);
       }
     }
     out.append(html_.substr(from));
@@ -158,7 +160,7 @@ class Reducer {
   }
 
  private:
-  enum class EditKind : std::uint8_t { Removal, Text, RawText };
+  enum class EditKind : std::uint8_t { Removal, Text, RawText, Value };
   struct Edit {
     std::size_t begin;
     std::size_t end;
@@ -299,7 +301,7 @@ class Reducer {
     return end;
   }
 
-  void scan(Tag& tag) const {
+  void scan(Tag& tag) {
     std::size_t at = tag.begin + (tag.isEnd ? 2 : 1);
     const std::size_t nameBegin = at;
     while (at < html_.size() && !isHtmlSpace(html_[at]) && html_[at] != '/' && html_[at] != '>') {
@@ -307,6 +309,7 @@ class Reducer {
     }
     tag.name = html_.substr(nameBegin, at - nameBegin);
     tag.lastAttribute = at;
+    values_.clear();
     while (true) {
       while (at < html_.size() && (isHtmlSpace(html_[at]) || html_[at] == '/')) {
         ++at;
@@ -326,7 +329,8 @@ class Reducer {
     }
   }
 
-  std::size_t attribute(std::size_t at) const {
+  std::size_t attribute(std::size_t at) {
+    const std::size_t nameBegin = at;
     ++at;  // a name may start with "="
     while (at < html_.size() && !isHtmlSpace(html_[at]) && html_[at] != '/' && html_[at] != '>' &&
            html_[at] != '=') {
@@ -346,13 +350,30 @@ class Reducer {
     if (at >= html_.size() || html_[at] == '>') {
       return at;
     }
+    const std::string_view name = html_.substr(nameBegin, behindName - nameBegin);
     if (html_[at] == '"' || html_[at] == '\'') {
-      return behind(html_.substr(at, 1), at + 1);
+      const std::size_t end = behind(html_.substr(at, 1), at + 1);
+      value(name, at + 1, end - 1);
+      return end;
     }
+    const std::size_t begin = at;
     while (at < html_.size() && !isHtmlSpace(html_[at]) && html_[at] != '>') {
       ++at;
     }
+    value(name, begin, at);
     return at;
+  }
+
+  // The value of an attribute that is often long and tells the tree builder nothing.
+  void value(std::string_view name, std::size_t begin, std::size_t end) {
+    static constexpr std::string_view kNames[] = {"style", "href", "src", "class", "alt", "title"};
+    const auto isName = [name](std::string_view known) {
+      return text::equalsIgnoringCase(name, known);
+    };
+    if (standIns_ != nullptr && begin + kShortestValue <= end &&
+        std::any_of(std::begin(kNames), std::end(kNames), isName)) {
+      values_.push_back({begin, end, EditKind::Value});
+    }
   }
 
   std::size_t rawTextEnd(std::string_view name, std::size_t from) const {
@@ -416,7 +437,13 @@ class Reducer {
                        [](const Open& open) { return open.kind == Kind::Table; });
   }
 
+  // Of a tag that stays.
   void trimAttributes(const Tag& tag) {
+    for (const Edit& value : values_) {
+      if (value.end <= tag.lastAttribute) {
+        edits_.push_back(value);
+      }
+    }
     if (tag.attributes > kMaxAttributes) {
       remove(tag.lastAttribute, tag.end - 1);
     }
@@ -589,6 +616,8 @@ class Reducer {
   }
 
   static constexpr std::size_t kMaxNameLength = 32;
+  // Shorter ones may as well stay.
+  static constexpr std::size_t kShortestValue = 8;
   const std::uint32_t kLink = hashOf("a");
 
   std::string_view html_;
@@ -606,6 +635,8 @@ class Reducer {
   std::unordered_map<std::uint32_t, std::size_t> removedOpen_;
   // Names that have no further end tag.
   std::unordered_set<std::string> unclosed_;
+  // Of the last tag that was scanned.
+  std::vector<Edit> values_;
   // In order; where the reduced text differs.
   std::vector<Edit> edits_;
 };

@@ -28,7 +28,7 @@ constexpr std::size_t kMaxBodyTags = 8;
 constexpr std::size_t kMaxHtmlLength = std::size_t{48} << 20;
 
 // `html` itself when it keeps the bounds, else a reduced copy in `storage`. With `standIns`, text
-// is in the copy by its stand-ins, and comments are empty.
+// and long attribute values are in the copy by their stand-ins, and comments are empty.
 std::string_view boundedHtml(std::string_view html, std::string& storage,
                              StandIns* standIns = nullptr);
 

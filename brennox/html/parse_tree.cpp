@@ -147,7 +147,7 @@ constexpr bool isControl(char c) {
   return (byte < 0x20 && c != '\t' && c != '\n' && c != '\f' && c != '\r') || byte == 0x7F;
 }
 
-// Puts the runs of text into a finished tree.
+// Puts what stand-ins stand for into a finished tree.
 class Restorer {
  public:
   Restorer(const StandIns& standIns, const GumboOptions& options)
@@ -158,7 +158,14 @@ class Restorer {
       restore(const_cast<GumboNode*>(node)->v.text.text);
       return false;
     }
-    return isElement(node);
+    if (!isElement(node)) {
+      return false;
+    }
+    const GumboVector& attributes = node->v.element.attributes;
+    for (unsigned int i = 0; i < attributes.length; ++i) {
+      restore(static_cast<GumboAttribute*>(attributes.data[i])->value);
+    }
+    return true;
   }
   void leave(const GumboNode* /*node*/) {}
 

@@ -25,6 +25,9 @@ constexpr text::CharacterSet kEndsRun =
 constexpr text::CharacterSet kEndsRawRun =
     text::CharacterSet("").withControls().without("\t\n\f").withNonAscii();
 
+constexpr text::CharacterSet kEndsValue =
+    text::CharacterSet("&").withControls().without("\t\n\f").withNonAscii();
+
 constexpr bool isHtmlSpace(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f';
 }
@@ -121,6 +124,19 @@ void StandIns::appendText(std::string_view text, std::string& out) {
 
 void StandIns::appendRawText(std::string_view text, std::string& out) {
   append(text, true, out);
+}
+
+void StandIns::appendValue(std::string_view value, std::string& out) {
+  const bool isPlain = runLength(value, kEndsValue) == value.size();
+  if (!isPlain || (runs_.size() == kMaxRuns && values_.count(value) == 0)) {
+    out += value;
+    return;
+  }
+  const auto [known, isNew] = values_.try_emplace(value, runs_.size());
+  if (isNew) {
+    runs_.push_back(value);
+  }
+  appendStandIn(known->second, out);
 }
 
 void StandIns::append(std::string_view text, bool isRaw, std::string& out) {

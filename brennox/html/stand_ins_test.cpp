@@ -68,16 +68,40 @@ TEST(StandIns, EndWhenThereAreTooMany) {
   EXPECT_EQ(restored(standIns, shortened(standIns, text)), text);
 }
 
-// The text nodes of a tree, in order.
+TEST(StandIns, AreTheSameForEqualValues) {
+  StandIns standIns;
+  std::string out;
+  standIns.appendValue("color: red", out);
+  standIns.appendValue("color: blue", out);
+  standIns.appendValue("color: red", out);
+  EXPECT_EQ(out, "\xF3\xB0\x80\x80\xF3\xB0\x80\x81\xF3\xB0\x80\x80");
+  EXPECT_EQ(restored(standIns, out), "color: redcolor: bluecolor: red");
+  for (const char* const value : {"a&amp;b", "two\r\nlines", "\xFF"}) {
+    out.clear();
+    standIns.appendValue(value, out);
+    EXPECT_EQ(out, value);
+  }
+}
+
+// The text nodes and elements of a tree with their attributes, in order.
 class Texts {
  public:
   bool enter(const GumboNode* node) {
     if (isText(node)) {
       texts.push_back(node->v.text.text);
     }
-    return isElement(node);
+    if (!isElement(node)) {
+      return false;
+    }
+    texts.emplace_back(gumbo_normalized_tagname(node->v.element.tag));
+    const GumboVector& attributes = node->v.element.attributes;
+    for (unsigned int i = 0; i < attributes.length; ++i) {
+      const auto* const attribute = static_cast<const GumboAttribute*>(attributes.data[i]);
+      texts.back() += std::string(" ") + attribute->name + "=" + attribute->value;
+    }
+    return true;
   }
-  void leave(const GumboNode* /*node*/) {}
+  void leave(const GumboNode* /*node*/) { texts.emplace_back("/"); }
 
   std::vector<std::string> texts;
 };
@@ -117,7 +141,25 @@ TEST(StandIns, ChangeNothingInTheTree) {
       "<a href='a b'>link text",
       "<select><option>an option",
       "<p title=unclosed words",
+      "<p style='color: red' STYLE='color: blue' Class=\"two classes\">words",
+      "<b class=long-value><b class='long-value'><b class=\"long-value\"><b class=long-value><p>x",
+      "<a href='https://ok.test/?a=1&amp;b=2'>one<a href=https://ok.test/a/b>two</a>",
+      "<img alt='unclosed value><p>words",
+      "<img src=\"long value\"title='other value'>",
+      "</p class='long value'>words",
+      "<svg class='long value'>words</svg>words",
   };
+  // More attributes than are kept, and more open elements.
+  std::string many = "<p";
+  for (int i = 0; i < 100; ++i) {
+    many += " a" + std::to_string(i) + "=x title='a long value'";
+  }
+  all.push_back(many + ">words");
+  std::string deep;
+  for (int i = 0; i < 500; ++i) {
+    deep += "<div title='a long value'>words";
+  }
+  all.push_back(deep);
   for (const char* const file : {"benign.jsonl", "html.jsonl", "own.jsonl"}) {
     for (const Vector& vector : vectorsForTest(file)) {
       all.push_back(vector.html);
