@@ -10,17 +10,6 @@ namespace brennox {
 
 Object::~Object() = default;
 
-Object* Object::retain() noexcept {
-  count_.fetch_add(1, std::memory_order_relaxed);
-  return this;
-}
-
-void Object::release() noexcept {
-  if (count_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-    delete this;
-  }
-}
-
 Object* Object::autorelease() {
   AutoreleasePool::autorelease(this);
   return this;

@@ -93,6 +93,9 @@ std::string shortened(std::string name) {
 }  // namespace
 
 std::string cleanFilename(std::string_view name) {
+  if (name.empty()) {
+    return {};
+  }
   name = withoutPath(text::trimmed(name));
   std::string clean;
   clean.reserve(name.size());

@@ -94,6 +94,8 @@ String* Address::nonEncodedRFC822String() {
     return String::stringWithText(mailbox);
   }
   std::string text;
+  constexpr std::size_t kMarks = std::string_view("\"\" <>").size();
+  text.reserve(name.size() + mailbox.size() + kMarks);
   if (needsQuotes(name)) {
     text += '"';
     for (const char c : name) {

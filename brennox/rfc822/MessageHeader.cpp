@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <optional>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "rfc822/address_list.h"
@@ -78,12 +79,12 @@ bool hasProperty(FieldId id) {
   }
 }
 
-Ref<Address> addressOf(const rfc822::Mailbox& mailbox) {
+Ref<Address> addressOf(rfc822::Mailbox mailbox) {
   Ref<Address> address = make<Address>();
   if (!mailbox.name.empty()) {
-    address->setDisplayName(make<String>(mailbox.name).get());
+    address->setDisplayName(make<String>(std::move(mailbox.name)).get());
   }
-  address->setMailbox(make<String>(mailbox.address).get());
+  address->setMailbox(make<String>(std::move(mailbox.address)).get());
   return address;
 }
 
@@ -204,19 +205,19 @@ struct MessageHeader::Fields {
   }
 
   Ref<Address> address(FieldId id) {
-    const std::vector<rfc822::Mailbox> found = mailboxes(id, true);
-    return found.empty() ? Ref<Address>() : addressOf(found.front());
+    std::vector<rfc822::Mailbox> found = mailboxes(id, true);
+    return found.empty() ? Ref<Address>() : addressOf(std::move(found.front()));
   }
 
   Ref<Array> addresses(FieldId id) {
-    const std::vector<rfc822::Mailbox> found = mailboxes(id, false);
+    std::vector<rfc822::Mailbox> found = mailboxes(id, false);
     if (found.empty()) {
       return nullptr;
     }
     Ref<Array> result = make<Array>();
     result->reserve(static_cast<unsigned int>(found.size()));
-    for (const rfc822::Mailbox& mailbox : found) {
-      result->addObject(addressOf(mailbox).get());
+    for (rfc822::Mailbox& mailbox : found) {
+      result->addObject(addressOf(std::move(mailbox)).get());
     }
     return result;
   }

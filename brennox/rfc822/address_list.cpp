@@ -19,6 +19,8 @@ namespace {
 constexpr std::size_t kMaxMailboxes = 50'000;
 // Parts of a display name that bare commas may divide: "Doe, John, Dr." has three.
 constexpr std::size_t kMaxNameParts = 4;
+// Room for the tokens of one entry is made at once.
+constexpr std::size_t kUsualTokens = 8;
 constexpr char kEscape = '\x1B';
 constexpr std::string_view kLeadOut = "\x1B(";
 
@@ -38,6 +40,12 @@ bool endsWord(char c) {
          c == ':' || c == '@' || c == '"';
 }
 
+// All that means something inside of a word or ends it.
+constexpr text::CharacterSet kNotPlainInWord(" \t\r\n()<>,;:@\"[=\x1B");
+// All that is not taken as it stands between angle brackets.
+constexpr text::CharacterSet kNotPlainInAddress =
+    text::CharacterSet(" \\\"()=").withControls().withNonAscii();
+
 bool isBlankText(std::string_view text) {
   return std::all_of(text.begin(), text.end(), text::isSpace);
 }
@@ -46,7 +54,9 @@ class ListParser {
  public:
   ListParser(std::string_view raw, std::string_view rawCharset, EncodedWords words, bool nested,
              std::vector<Mailbox>& out)
-      : in_(raw), rawCharset_(rawCharset), words_(words), nested_(nested), out_(out) {}
+      : in_(raw), rawCharset_(rawCharset), words_(words), nested_(nested), out_(out) {
+    tokens_.reserve(kUsualTokens);
+  }
 
   void parse() {
     while (!in_.atEnd() && out_.size() < kMaxMailboxes) {
@@ -192,7 +202,11 @@ class ListParser {
   // An encoded-word may hold what would end a word: senders encode too little.
   void word() {
     const Cursor::Checkpoint start = in_.checkpoint();
-    while (!in_.atEnd() && !endsWord(in_.peek())) {
+    for (;;) {
+      in_.takeUntil(kNotPlainInWord);
+      if (in_.atEnd() || endsWord(in_.peek())) {
+        break;
+      }
       const std::size_t length = encodedWordLength();
       if (length != 0) {
         in_.skip(length);
@@ -333,6 +347,9 @@ class ListParser {
   // The address of what stood between angle brackets or around an "@": white space and comments
   // outside of quotes go, and so does a route.
   std::string address(std::string_view raw) const {
+    if (!raw.empty() && raw.front() != '@' && kNotPlainInAddress.runBefore(raw) == raw.size()) {
+      return std::string(raw);
+    }
     std::string out;
     bool inQuotes = false;
     std::size_t depth = 0;

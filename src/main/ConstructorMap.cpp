@@ -55,8 +55,7 @@ Napi::Object ConstructorMap::NewInstance(Napi::Env env, const char* name) {
     // The text names one class whichever was asked for; scripts match on it.
     throw Napi::TypeError::New(env, "Constructor for MessageHeader is not found in map");
   }
-  Napi::EscapableHandleScope scope(env);
-  return scope.Escape(entry->second.New(std::initializer_list<napi_value>{})).As<Napi::Object>();
+  return entry->second.New(std::initializer_list<napi_value>{}).As<Napi::Object>();
 }
 
 }  // namespace velkor

@@ -20,8 +20,17 @@ class BRENNOX_EXPORT Object {
   Object(const Object&) = delete;
   Object& operator=(const Object&) = delete;
 
-  Object* retain() noexcept;
-  void release() noexcept;
+  Object* retain() noexcept {
+    count_.fetch_add(1, std::memory_order_relaxed);
+    return this;
+  }
+  void release() noexcept {
+    // Nobody else can change the count of an object whose only reference is given back here.
+    if (count_.load(std::memory_order_acquire) == 1 ||
+        count_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+      delete this;
+    }
+  }
 
   // Hands one reference to the calling thread's innermost AutoreleasePool, which releases it when
   // it ends. Without a pool the reference is never given back (a leak, not a crash).
