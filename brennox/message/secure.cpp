@@ -11,6 +11,7 @@
 #include "crypto/outline.h"
 #include "crypto/store.h"
 #include "crypto/verify.h"
+#include "mime/content_fields.h"
 #include "mime/entity.h"
 #include "rfc822/parameters.h"
 #include "text/ascii.h"

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "mime/content_fields.h"
 #include "mime/entity.h"
 
 namespace brennox::mime {

@@ -6,10 +6,11 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <functional>
 #include <string>
 
+#include "mime/content_fields.h"
 #include "mime/find3.h"
+#include "mime/open_boundaries.h"
 #include "rfc822/header_fields.h"
 #include "text/ascii.h"
 
@@ -21,206 +22,14 @@ namespace {
 constexpr std::size_t kGuessWindow = 2048;
 // A header line that is no field: how far a field that must belong to the header is looked for.
 constexpr std::size_t kGarbageWindow = 4096;
-// RFC 2046 allows 70 characters; real mails have more. What is longer is no boundary.
-constexpr std::size_t kMaxBoundary = 1000;
-// Boundary parameters that are tried when a Content-Type repeats the parameter.
-constexpr std::size_t kMaxBoundariesPerEntity = 2;
 
 using text::equalsIgnoringCase;
 using text::isBlank;
 using text::isSpace;
 
-// What ends the tokens of a Content-Type and of a Content-Transfer-Encoding.
-constexpr text::CharacterSet kEndsType(" \t\r\n/;(");
-constexpr text::CharacterSet kEndsSubtype(" \t\r\n/;(,\"");
-constexpr text::CharacterSet kEndsName(" \t\r\n=;\"");
-constexpr text::CharacterSet kEndsValue(" \t\r\n;");
-constexpr text::CharacterSet kEndsEncoding(" \t\r\n;(,\"");
-
 // All but the ftext of RFC 5322 section 3.6.8.
 constexpr text::CharacterSet kEndsFieldName =
     text::CharacterSet(" :").withControls().withNonAscii();
-
-void skipSpaceAndComments(std::string_view& text) {
-  std::size_t depth = 0;
-  std::size_t i = 0;
-  for (; i < text.size(); ++i) {
-    const char c = text[i];
-    if (c == '(') {
-      ++depth;
-    } else if (depth > 0 && c == ')') {
-      --depth;
-    } else if (depth > 0 && c == '\\') {
-      ++i;
-    } else if (depth == 0 && !isSpace(c)) {
-      break;
-    }
-  }
-  text.remove_prefix(std::min(i, text.size()));
-}
-
-std::string_view takeToken(std::string_view& text, const text::CharacterSet& stops) {
-  const std::string_view token = text.substr(0, stops.runBefore(text));
-  text.remove_prefix(token.size());
-  return token;
-}
-
-// A parameter value: a quoted string with its pairs undone and its folds removed, or anything up to
-// a semicolon or white space.
-std::string takeValue(std::string_view& text) {
-  std::string value;
-  if (text.empty() || text.front() != '"') {
-    value = takeToken(text, kEndsValue);
-    return value;
-  }
-  std::size_t i = 1;
-  for (; i < text.size() && text[i] != '"'; ++i) {
-    if (text[i] == '\\' && text.size() - i > 1) {
-      ++i;
-    }
-    if (text[i] != '\r' && text[i] != '\n') {
-      value += text[i];
-    }
-  }
-  text.remove_prefix(std::min(i + 1, text.size()));
-  return value;
-}
-
-// The values of the boundary parameter, in order. Real mails repeat it, or split it as RFC 2231 has
-// it.
-std::vector<std::string> boundariesOf(std::string_view contentType) {
-  std::vector<std::string> found;
-  std::string pieces;
-  std::string_view text = contentType;
-  const auto add = [&found](std::string value) {
-    while (!value.empty() && isBlank(value.back())) {
-      value.pop_back();
-    }
-    if (!value.empty() && value.size() <= kMaxBoundary && found.size() < kMaxBoundariesPerEntity &&
-        std::find(found.begin(), found.end(), value) == found.end()) {
-      found.push_back(std::move(value));
-    }
-  };
-  const std::size_t semicolon = text.find(';');
-  // Some mails leave out the first semicolon.
-  text.remove_prefix(semicolon == std::string_view::npos ? 0 : semicolon);
-  while (!text.empty()) {
-    if (text.front() == ';') {
-      text.remove_prefix(1);
-    }
-    skipSpaceAndComments(text);
-    const std::string_view name = takeToken(text, kEndsName);
-    skipSpaceAndComments(text);
-    if (text.empty()) {
-      break;
-    }
-    if (text.front() != '=') {
-      if (text.front() == '"') {
-        takeValue(text);
-      } else if (name.empty() && text.front() != ';') {
-        text.remove_prefix(1);
-      }
-      continue;
-    }
-    text.remove_prefix(1);
-    skipSpaceAndComments(text);
-    std::string value = takeValue(text);
-    if (equalsIgnoringCase(name, "boundary") || equalsIgnoringCase(name, "boundary*")) {
-      add(std::move(value));
-    } else if (name.size() > 9 && equalsIgnoringCase(name.substr(0, 9), "boundary*")) {
-      pieces += value;
-    }
-  }
-  if (!pieces.empty()) {
-    add(std::move(pieces));
-  }
-  // Some programs take apostrophes for quotes.
-  if (found.size() == 1 && found[0].size() > 2 && found[0].front() == '\'' &&
-      found[0].back() == '\'') {
-    found.push_back(found[0].substr(1, found[0].size() - 2));
-  }
-  return found;
-}
-
-// Differs from process to process, so that no mail can be made whose boundaries collide.
-std::size_t hashSeed() {
-  static const std::size_t seed = std::hash<const void*>()(&seed);
-  return seed;
-}
-
-// The boundaries of the open multiparts, innermost last. Lookups go through an open-addressing
-// table; boundaries leave in the reverse order in which they came, so that a slot can just be
-// emptied.
-class OpenBoundaries {
- public:
-  bool empty() const { return open_.empty(); }
-  // Longer lines are no boundary.
-  std::size_t longest() const { return longest_; }
-
-  void push(std::uint32_t entity, std::string boundary) {
-    if (slots_.empty()) {
-      slots_.assign(kSlots, 0);
-    }
-    const std::size_t hash = hashOf(boundary);
-    std::size_t slot = hash % kSlots;
-    while (slots_[slot] != 0) {
-      slot = (slot + 1) % kSlots;
-    }
-    const std::size_t before = longest_;
-    longest_ = std::max(longest_, boundary.size());
-    open_.push_back({std::move(boundary), hash, slot, before, entity});
-    slots_[slot] = static_cast<std::uint16_t>(open_.size());
-  }
-
-  void pop() {
-    slots_[open_.back().slot] = 0;
-    longest_ = open_.back().longestBefore;
-    open_.pop_back();
-  }
-
-  std::uint32_t innermost() const { return open_.back().entity; }
-
-  // The innermost entity with this boundary, or kNoEntity.
-  std::uint32_t find(std::string_view boundary) const {
-    if (boundary.empty() || boundary.size() > longest_) {
-      return kNoEntity;
-    }
-    const std::size_t hash = hashOf(boundary);
-    std::size_t found = 0;
-    for (std::size_t slot = hash % kSlots; slots_[slot] != 0; slot = (slot + 1) % kSlots) {
-      const Open& open = open_[slots_[slot] - 1U];
-      if (open.hash == hash && slots_[slot] > found && open.boundary == boundary) {
-        found = slots_[slot];
-      }
-    }
-    return found == 0 ? kNoEntity : open_[found - 1].entity;
-  }
-
- private:
-  struct Open {
-    std::string boundary;
-    std::size_t hash;
-    std::size_t slot;
-    std::size_t longestBefore;
-    std::uint32_t entity;
-  };
-  // At least twice as many as boundaries can be open.
-  static constexpr std::size_t kSlots = 2048;
-  static_assert(kSlots >= 2 * kMaxBoundariesPerEntity * (kMaxEntityDepth + 1));
-
-  // FNV-1a from the seed on.
-  static std::size_t hashOf(std::string_view text) {
-    std::uint64_t hash = hashSeed();
-    for (const char c : text) {
-      hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211U;
-    }
-    return static_cast<std::size_t>(hash ^ (hash >> 32));
-  }
-
-  std::vector<Open> open_;
-  std::vector<std::uint16_t> slots_;
-  std::size_t longest_ = 0;
-};
 
 // A line that starts a field: the length of its name, else 0.
 std::size_t fieldNameLength(const char* line, const char* end) {
@@ -741,44 +550,6 @@ std::vector<Entity> entitiesBelow(const std::vector<Entity>& entities, std::uint
   subtree.front().nextSibling = kNoEntity;
   subtree.front().inDigest = false;
   return subtree;
-}
-
-MediaTypeView mediaTypeOf(std::string_view contentType) {
-  MediaTypeView media;
-  skipSpaceAndComments(contentType);
-  media.type = takeToken(contentType, kEndsType);
-  skipSpaceAndComments(contentType);
-  if (!contentType.empty() && contentType.front() == '/') {
-    contentType.remove_prefix(1);
-    skipSpaceAndComments(contentType);
-    media.subtype = takeToken(contentType, kEndsSubtype);
-  }
-  return media;
-}
-
-TransferEncoding transferEncodingOf(std::string_view field) {
-  skipSpaceAndComments(field);
-  if (!field.empty() && field.front() == '"') {
-    field.remove_prefix(1);
-  }
-  const std::string_view name = takeToken(field, kEndsEncoding);
-  if (name.empty()) {
-    return TransferEncoding::Identity;
-  }
-  const auto is = [name](std::string_view known) { return equalsIgnoringCase(name, known); };
-  if (is("base64") || is("b") || is("base-64") || is("x-base64")) {
-    return TransferEncoding::Base64;
-  }
-  if (is("quoted-printable") || is("q") || is("quotedprintable") || is("quoted_printable")) {
-    return TransferEncoding::QuotedPrintable;
-  }
-  if (is("x-uuencode") || is("uuencode") || is("x-uue") || is("uue") || is("x-uu")) {
-    return TransferEncoding::Uuencode;
-  }
-  if (is("x-yenc") || is("yenc")) {
-    return TransferEncoding::Yenc;
-  }
-  return TransferEncoding::Identity;
 }
 
 }  // namespace brennox::mime

@@ -53,21 +53,4 @@ std::vector<Entity> scanEntities(std::string_view bytes, unsigned int depth = 0)
 // count from the start of its header.
 std::vector<Entity> entitiesBelow(const std::vector<Entity>& entities, std::uint32_t root);
 
-// Type and subtype as they stand ("Text/HTML" gives {"Text", "HTML"}), comments skipped; empty
-// where missing.
-struct MediaTypeView {
-  std::string_view type;
-  std::string_view subtype;
-};
-MediaTypeView mediaTypeOf(std::string_view contentType);
-
-enum class TransferEncoding : std::uint8_t {
-  Identity,  // 7bit, 8bit, binary, none, or a name that nobody knows
-  Base64,
-  QuotedPrintable,
-  Uuencode,
-  Yenc,
-};
-TransferEncoding transferEncodingOf(std::string_view field);
-
 }  // namespace brennox::mime

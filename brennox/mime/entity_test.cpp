@@ -5,6 +5,7 @@
 #include <string>
 
 #include "core/processor_time_for_test.h"
+#include "mime/content_fields.h"
 
 namespace brennox::mime {
 namespace {
