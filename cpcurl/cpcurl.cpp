@@ -5,6 +5,7 @@
 #include <openssl/ssl.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cstring>
 #include <mutex>
 #include <optional>
@@ -24,7 +25,7 @@ class Easy {
   explicit Easy(CURL* opened) : curl(opened) {}
   Easy(const Easy&) = delete;
   Easy& operator=(const Easy&) = delete;
-  ~Easy() { curl_easy_cleanup(curl); }
+  ~Easy();
 
   CURL* const curl;
 
@@ -34,6 +35,10 @@ class Easy {
   bool refused = false;
   bool loginTried = false;
   bool hasProgress = false;
+  // Whether a connection may be there to which libcurl says goodbye.
+  bool saysGoodbye = false;
+  bool connectOnly = false;
+  long responseTimeout = 0;
   long useSsl = CURLUSESSL_NONE;
   std::optional<std::string> username;
   std::optional<std::string> password;
@@ -46,6 +51,9 @@ class Easy {
 };
 
 namespace {
+
+// Seconds for the answer to QUIT or LOGOUT, which nobody needs.
+constexpr long kFarewell = 2;
 
 // libcurl's CURL_SSLVERSION_TLSv1_2 as least and most.
 constexpr long kOnlyTls12 = CURL_SSLVERSION_TLSv1_2 | (CURL_SSLVERSION_TLSv1_2 << 16);
@@ -239,6 +247,20 @@ void watchLogin(Easy& handle) {
 
 }  // namespace
 
+// libcurl waits for the answer to its last command as long as the transfer that began last would
+// wait for an answer, whatever has been set since. So one more begins, and ends for want of a URL.
+Easy::~Easy() {
+  if (saysGoodbye) {
+    const long bound = responseTimeout > 0 ? std::min(responseTimeout, kFarewell) : kFarewell;
+    curl_easy_setopt(curl, CURLOPT_SERVER_RESPONSE_TIMEOUT, bound);
+    curl_easy_setopt(curl, CURLOPT_VERBOSE, 0L);
+    curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 1L);
+    curl_easy_setopt(curl, CURLOPT_URL, nullptr);
+    curl_easy_perform(curl);
+  }
+  curl_easy_cleanup(curl);
+}
+
 Easy* easy_init() {
   if (!startCurl()) {
     return nullptr;
@@ -275,6 +297,12 @@ CURLcode setNumber(Easy* handle, int option, curl_off_t value) {
     case kOptionStrictGost:
       handle->strictGost = value != 0;
       return CURLE_OK;
+    case CURLOPT_SERVER_RESPONSE_TIMEOUT:
+      handle->responseTimeout = static_cast<long>(value);
+      break;
+    case CURLOPT_CONNECT_ONLY:
+      handle->connectOnly = value != 0;
+      break;
     case CURLOPT_USE_SSL:
       handle->useSsl = static_cast<long>(value);
       break;
@@ -368,6 +396,7 @@ CURLcode easy_perform(Easy* handle) {
     watchLogin(*handle);
   }
   watchStopFlag(*handle);
+  handle->saysGoodbye = !handle->connectOnly;
   result = curl_easy_perform(handle->curl);
   if (result == CURLE_LOGIN_DENIED && mayTryAgain && !handle->loginTried) {
     // None of the usual ones: whatever libcurl knows. No byte of the message has been read yet.

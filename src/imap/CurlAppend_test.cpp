@@ -140,6 +140,38 @@ TEST_F(CurlAppendTest, AFailedUploadTellsTheSessionNothing) {
   EXPECT_TRUE(session->answers.empty());
 }
 
+TEST_F(CurlAppendTest, DoesNotWaitLongForTheAnswerToLogout) {
+  std::atomic<bool> over = false;
+  const LineServer server([&over](LineServer::Connection& client) {
+    client.send("* PREAUTH [CAPABILITY IMAP4rev1] ready\r\n");
+    std::string line;
+    while (client.readLine(line)) {
+      const std::string tag = line.substr(0, line.find(' '));
+      if (line.find("LOGOUT") != line.npos) {
+        while (!over) {
+          std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        return;
+      }
+      if (line.find("APPEND") != line.npos) {
+        client.send("+ go on\r\n");
+        client.readLine(line);
+        client.readLine(line);
+        client.readLine(line);
+        client.readLine(line);
+      }
+      client.send(tag + " OK done\r\n");
+    }
+  });
+  Use(server);
+  session->setTimeout(30);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(Append("INBOX"), brennox::ErrorNone);
+  EXPECT_TRUE(server.saw("LOGOUT"));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+  over = true;
+}
+
 TEST_F(CurlAppendTest, ARefusedSelectIsTheResult) {
   const LineServer server(TakeAppend);
   Use(server);
