@@ -47,6 +47,16 @@ test('a mail given to Postfix lies in the mailbox, and stopping leaves no proces
     }
   });
 
+test('a scripted server takes an empty mail', async () => {
+  const server = await startScripted([['220 ready\r\n', /^DATA/, '354 go\r\n', { data: true }, '250 taken\r\n', { close: true }]]);
+  try {
+    assert.equal(await talk(server.port, ['DATA\r\n', '.\r\n']), '220 ready\r\n354 go\r\n250 taken\r\n');
+    assert.deepEqual((await server.connections())[0].blocks, [{ length: 3, text: '.\r\n' }]);
+  } finally {
+    await server.stop();
+  }
+});
+
 test('a scripted server answers by its script and reports what it saw', async () => {
   const server = await startScripted([
     ['220 ready\r\n', /^EHLO (.*)\r\n/, '250 hello $1\r\n', /^DATA/, '354 go\r\n', { data: true }, { close: true }],

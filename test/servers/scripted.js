@@ -77,10 +77,11 @@ class Connection {
     return all.subarray(0, length);
   }
 
-  // Everything up to and with the mark. Searches each byte once, whatever the length.
-  async takeThrough(mark) {
+  // Everything up to and with the mark, which may begin in what came `before`. Searches each byte once,
+  // whatever the length.
+  async takeThrough(mark, before = '') {
     const parts = [];
-    let tail = Buffer.alloc(0);
+    let tail = Buffer.from(before);
     for (;;) {
       while (this.size === 0) await this.more();
       const fresh = this.joined();
@@ -163,7 +164,8 @@ class Connection {
       }
       return undefined;
     }
-    if (step.data) return this.keep(await this.takeThrough(Buffer.from('\r\n.\r\n')));
+    // The line end of DATA is the one before the first line, so that a mail may be empty.
+    if (step.data) return this.keep(await this.takeThrough(Buffer.from('\r\n.\r\n'), '\r\n'));
     if (step.bytes !== undefined) {
       const count = typeof step.bytes === 'string' ? Number(this.expand(step.bytes)) : step.bytes;
       return this.keep(await this.take(count));
