@@ -81,12 +81,17 @@ Napi::Value WIMAPSession::Block(const Napi::CallbackInfo& info) {
   return call.Result(info.Env(), error);
 }
 
+template <std::size_t kPosition>
+Napi::Function WIMAPSession::Callback(const Napi::CallbackInfo& info, const char* text) {
+  const std::size_t last = info.Length() == 0 ? 0 : info.Length() - 1;
+  return FunctionArgument(info, info[last].IsFunction() ? last : kPosition, text);
+}
+
 template <class Call, std::size_t kPosition>
 void WIMAPSession::Queue(const Napi::CallbackInfo& info) {
   Call call(info);
-  const std::size_t last = info.Length() == 0 ? 0 : info.Length() - 1;
-  const Napi::Function callback = FunctionArgument(info, info[last].IsFunction() ? last : kPosition,
-                                                   "last parameter must be a callback function");
+  const Napi::Function callback =
+      Callback<kPosition>(info, "last parameter must be a callback function");
   Start<CallWorker<Call>>(info, *held(), std::move(call), callback);
 }
 
@@ -94,7 +99,7 @@ template <class Call, std::size_t kPosition>
 void WIMAPSession::QueueCounted(const Napi::CallbackInfo& info) {
   Require(info.Length() > kPosition, info.Env(), "Wrong number of arguments");
   Call call(info);
-  const Napi::Function callback = FunctionArgument(info, kPosition, "Wrong arguments");
+  const Napi::Function callback = Callback<kPosition>(info, "Wrong arguments");
   Start<CallWorker<Call>>(info, *held(), std::move(call), callback);
 }
 

@@ -20,8 +20,10 @@ class WIMAPSession final : public Wrapper<WIMAPSession, brennox::IMAPSession, Te
   // Runs a call on the script thread.
   template <class Call>
   Napi::Value Block(const Napi::CallbackInfo& info);
-  // Runs a call on the worker pool. The callback is the last argument; a function at `kPosition`
-  // serves when that is none.
+  // The callback is the last argument; a function at `kPosition` serves when that is none.
+  template <std::size_t kPosition>
+  static Napi::Function Callback(const Napi::CallbackInfo& info, const char* text);
+  // Runs a call on the worker pool.
   template <class Call, std::size_t kPosition>
   void Queue(const Napi::CallbackInfo& info);
   // As Queue, for methods that name the number of their arguments.

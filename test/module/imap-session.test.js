@@ -166,6 +166,13 @@ test('disconnectAsync calls back with null and undefined', async () => {
   assert.deepStrictEqual(await called((callback) => unreachable().disconnectAsync(callback)), [null, undefined]);
 });
 
+test('the callback is the last argument, however many there are', async () => {
+  for (const [method, ...args] of [['moveMessagesAsync', 'INBOX', 1, 'b'], ['storeFlagsByUIDAsync', 'INBOX', 1, 0, 1], ['appendMessageAsync', 'INBOX', data, 0], ['folderStatusAsync', 'INBOX']]) {
+    const [error] = await called((callback) => unreachable()[method](...args, () => assert.fail('not the last'), callback));
+    assert.match(error.message, /Error code: 1$/, method);
+  }
+});
+
 test('syncMessagesByUIDAsync ignores arguments after the callback', async () => {
   const [error] = await called((callback) => unreachable().syncMessagesByUIDAsync('INBOX', 1, callback, 1, 10));
   assert.strictEqual(error.message, 'Error code: 1');
