@@ -1,6 +1,8 @@
 #include "core/block_storage.h"
 
+#include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdlib>
 #include <mutex>
 
@@ -9,37 +11,63 @@
 namespace brennox {
 namespace {
 
-// What was given back, oldest first.
+// Pages are counted in steps that are whole pages on every system.
+constexpr std::size_t kPageStep = std::size_t{64} << 10;
+// Pieces are cut here only, so that the large pages in them stay whole.
+constexpr std::size_t kCutStep = std::size_t{2} << 20;
+
+constexpr std::size_t roundedUp(std::size_t size, std::size_t step) {
+  return (size + step - 1) / step * step;
+}
+
+// What was given back, oldest first. Neighbours are one piece, and a piece that is too large for a
+// block is cut: texts and messages of different sizes then use the same pages one after the other.
 class KeptStorage {
  public:
-  // The storage that fits best. When none fits, as much as is asked for leaves, so that keeping
-  // never adds to what the process has held at its peak.
+  // The piece that fits best, or the start of it. When none fits, as much as is asked for leaves,
+  // so that keeping never adds to what the process has held at its peak.
   BlockStorage take(std::size_t size) {
     const std::lock_guard<std::mutex> lock(mutex_);
     std::size_t best = count_;
     for (std::size_t i = 0; i < count_; ++i) {
       const std::size_t capacity = pieces_[i].capacity;
-      if (capacity >= size && capacity - size <= size / 4 &&
-          (best == count_ || capacity < pieces_[best].capacity)) {
+      if (capacity >= size && (best == count_ || capacity < pieces_[best].capacity)) {
         best = i;
       }
     }
-    if (best != count_) {
-      return remove(best);
+    if (best == count_) {
+      release(size);
+      return {};
     }
-    for (std::size_t released = 0; count_ > 0 && released < size;) {
-      released += release();
+    BlockStorage storage = remove(best);
+    const std::size_t used = roundedUp(size, kCutStep);
+    if (storage.capacity - size > size / 4 && storage.capacity >= used + kLargeBlock) {
+      add({storage.bytes + used, storage.capacity - used});
+      storage.capacity = used;
     }
-    return {};
+    return storage;
   }
 
   void keep(BlockStorage storage) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    while (count_ == kPieces || (count_ > 0 && total_ > kKeptStorage - storage.capacity)) {
-      release();
+    if (total_ > kKeptStorage - storage.capacity) {
+      release(total_ - (kKeptStorage - storage.capacity));
     }
-    pieces_[count_++] = storage;
-    total_ += storage.capacity;
+    for (std::size_t i = 0; i < count_;) {
+      const BlockStorage& piece = pieces_[i];
+      if (piece.bytes + piece.capacity == storage.bytes ||
+          storage.bytes + storage.capacity == piece.bytes) {
+        storage.bytes = std::min(storage.bytes, piece.bytes);
+        storage.capacity += remove(i).capacity;
+        i = 0;
+      } else {
+        ++i;
+      }
+    }
+    if (count_ == kPieces) {
+      release(pieces_[0].capacity);
+    }
+    add(storage);
   }
 
   std::size_t total() {
@@ -49,6 +77,12 @@ class KeptStorage {
 
  private:
   static constexpr std::size_t kPieces = 16;
+
+  // There is room for one more.
+  void add(BlockStorage storage) {
+    pieces_[count_++] = storage;
+    total_ += storage.capacity;
+  }
 
   BlockStorage remove(std::size_t index) {
     const BlockStorage storage = pieces_[index];
@@ -60,10 +94,21 @@ class KeptStorage {
     return storage;
   }
 
-  std::size_t release() {
-    const BlockStorage storage = remove(0);
-    platform::unmapPages(storage.bytes, storage.capacity);
-    return storage.capacity;
+  // Gives back at least so much, if there is as much.
+  void release(std::size_t wanted) {
+    while (wanted > 0 && count_ > 0) {
+      const std::size_t cut = roundedUp(std::min(wanted, kKeptStorage), kCutStep);
+      BlockStorage& oldest = pieces_[0];
+      if (oldest.capacity >= cut + kLargeBlock) {
+        oldest.capacity -= cut;
+        total_ -= cut;
+        platform::unmapPages(oldest.bytes + oldest.capacity, cut);
+        return;
+      }
+      const BlockStorage whole = remove(0);
+      platform::unmapPages(whole.bytes, whole.capacity);
+      wanted -= std::min(wanted, whole.capacity);
+    }
   }
 
   std::mutex mutex_;
@@ -103,7 +148,11 @@ BlockStorage allocateStorage(std::size_t size) {
     return {static_cast<char*>(std::malloc(size == 0 ? 1 : size)), size};
   }
   const BlockStorage used = kept().take(size);
-  return used.bytes != nullptr ? used : BlockStorage{platform::mapPages(size), size};
+  if (used.bytes != nullptr) {
+    return used;
+  }
+  const std::size_t capacity = size <= SIZE_MAX - kPageStep ? roundedUp(size, kPageStep) : size;
+  return {platform::mapPages(capacity), capacity};
 }
 
 void freeStorage(BlockStorage storage) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <random>
 #include <thread>
 #include <vector>
 
@@ -55,6 +56,63 @@ TEST_F(BlockStorageTest, LeavesLittleUnused) {
   const BlockStorage small = allocateStorage(4 * kMiB);
   EXPECT_EQ(small.capacity, 4 * kMiB);
   freeStorage(small);
+}
+
+TEST_F(BlockStorageTest, CutsWhatIsTooLarge) {
+  const BlockStorage large = allocateStorage(20 * kMiB);
+  freeStorage(large);
+  const BlockStorage first = allocateStorage(6 * kMiB);
+  const BlockStorage second = allocateStorage(7 * kMiB);
+  EXPECT_EQ(first.bytes, large.bytes);
+  EXPECT_EQ(first.capacity, 6 * kMiB);
+  EXPECT_EQ(second.bytes, large.bytes + 6 * kMiB);
+  EXPECT_EQ(second.capacity, 8 * kMiB);
+  EXPECT_EQ(keptStorage(), 6 * kMiB);
+  // Whatever comes back first, the whole serves again.
+  freeStorage(first);
+  freeStorage(second);
+  EXPECT_EQ(keptStorage(), 20 * kMiB);
+  const BlockStorage again = allocateStorage(20 * kMiB);
+  EXPECT_EQ(again.bytes, large.bytes);
+  EXPECT_EQ(again.capacity, large.capacity);
+  std::memset(again.bytes, 1, again.capacity);
+  freeStorage(again);
+}
+
+// Blocks of all sizes that come and go share pages, and nobody gets what another one holds.
+TEST_F(BlockStorageTest, PiecesNeverOverlap) {
+  std::mt19937 random(3);
+  struct Owned {
+    BlockStorage storage;
+    char mark;
+  };
+  std::vector<Owned> all;
+  for (int round = 0; round < 3000; ++round) {
+    if (all.size() < 12 && random() % 2 == 0) {
+      const std::size_t size = kLargeBlock + random() % (9 * kMiB);
+      const BlockStorage storage = allocateStorage(size);
+      ASSERT_GE(storage.capacity, size);
+      const char mark = static_cast<char>(round);
+      for (std::size_t at = 0; at < storage.capacity; at += kMiB / 4) {
+        storage.bytes[at] = mark;
+      }
+      storage.bytes[storage.capacity - 1] = mark;
+      all.push_back({storage, mark});
+    } else if (!all.empty()) {
+      std::swap(all[random() % all.size()], all.back());
+      const auto [storage, mark] = all.back();
+      for (std::size_t at = 0; at < storage.capacity; at += kMiB / 4) {
+        ASSERT_EQ(storage.bytes[at], mark);
+      }
+      ASSERT_EQ(storage.bytes[storage.capacity - 1], mark);
+      freeStorage(storage);
+      all.pop_back();
+    }
+    ASSERT_LE(keptStorage(), kKeptStorage);
+  }
+  for (const Owned& owned : all) {
+    freeStorage(owned.storage);
+  }
 }
 
 TEST_F(BlockStorageTest, MakesRoomForWhatItCannotServe) {
