@@ -5,7 +5,7 @@
 
 #include "core/TextBuffer.h"
 #include "text/ascii.h"
-#include "text/charset.h"
+#include "text/scan.h"
 
 namespace brennox::html {
 namespace {
@@ -215,21 +215,44 @@ std::string_view firstLines(std::string_view text) {
   return end == std::string_view::npos ? text : text.substr(0, end + 1);
 }
 
-void appendCleanedText(std::string_view text, TextBuffer& out) {
-  out.room(text.size());
+namespace {
+
+constexpr text::Scanner kCleaningStops(text::CharacterSet("\xC2").withControls().without("\t\n"));
+
+// False, and something has been appended, when there is anything to clean but line ends.
+bool appendClean(std::string_view text, TextBuffer& out) {
+  char* to = out.room(text.size() + text::Scanner::kOverhang);
+  char* const begin = to;
   while (!text.empty()) {
-    std::string_view piece = firstLines(text);
+    const std::size_t run = kCleaningStops.copyRun(text, to);
+    to += run;
+    text.remove_prefix(run);
+    if (text.size() < 2) {
+      break;
+    }
+    if (text[0] == '\xC2' && byte(text[1]) >= 0xA0) {
+      *to++ = text[0];
+    } else if (text[0] != '\r' || text[1] != '\n') {
+      return false;
+    }
+    text.remove_prefix(1);
+  }
+  out.wrote(static_cast<std::size_t>(to - begin));
+  return text.empty();
+}
+
+}  // namespace
+
+void appendCleanedText(std::string_view text, TextBuffer& out) {
+  out.room(text.size() + text::Scanner::kOverhang);
+  while (!text.empty()) {
+    const std::string_view piece = firstLines(text);
     text.remove_prefix(piece.size());
-    if (!text::isCleanText(piece)) {
+    const std::size_t before = out.size();
+    if (!appendClean(piece, out)) {
+      out.truncate(before);
       out += cleanedText(piece);
-      continue;
     }
-    for (std::size_t end = piece.find('\r'); end != std::string_view::npos;
-         end = piece.find('\r')) {
-      out += piece.substr(0, end);
-      piece.remove_prefix(end + 1);
-    }
-    out += piece;
   }
 }
 

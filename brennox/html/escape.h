@@ -22,6 +22,7 @@ void appendEscapedText(std::string_view text, std::string& out);
 // `text` without control characters other than tab and line feed; CR LF and lone CR become LF,
 // bytes that are no UTF-8 become U+FFFD. What every plain rendering goes through.
 std::string cleanedText(std::string_view text);
+// The same for text that is valid UTF-8, as decoded texts are.
 void appendCleanedText(std::string_view text, TextBuffer& out);
 
 // The lines that a text begins with, whole and with their ends: as many as a cache holds, so that

@@ -39,7 +39,7 @@ class ContentSource {
   // The content with its transfer encoding removed; null when it cannot be had. Borrowed or
   // autoreleased.
   virtual Data* contentOf(AbstractPart* part) = 0;
-  // The text of a text part in UTF-8: transfer encoding and charset (declared or guessed) decoded,
+  // The text of a text part in valid UTF-8: transfer encoding and charset (declared or guessed) decoded,
   // and format=flowed undone, with quote depth written as ">" marks. Null when it cannot be had.
   virtual String* textOf(AbstractPart* part) = 0;
   // The size of the decoded content in bytes, where it is known without fetching or decoding much.

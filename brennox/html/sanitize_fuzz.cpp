@@ -9,6 +9,7 @@
 #include "html/reparse_for_test.h"
 #include "html/sanitizer.h"
 #include "html/text_to_html.h"
+#include "text/charset.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace brennox::html;
@@ -20,7 +21,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::abort();
   }
   brennox::TextBuffer text;
-  appendAsHtml(html, text);
+  std::string valid;
+  brennox::text::appendRepairedUtf8(html, valid);
+  appendAsHtml(valid, text);
   if (reparsed(text.view()) != text.view()) {
     std::abort();
   }

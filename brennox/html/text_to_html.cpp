@@ -1,8 +1,9 @@
-// A long text is gone through in pieces of whole lines that stay in the cache: a look whether the
-// piece is clean, which nearly every one is, and then one pass that copies what stands between line
-// ends, markup characters and addresses.
+// A long text is gone through in pieces of whole lines that stay in the cache, in one pass that
+// copies what stands between line ends, markup and addresses. Texts hardly ever hold anything that
+// has to be cleaned: a piece that does is written once more after that.
 #include "html/text_to_html.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -12,7 +13,6 @@
 #include "html/sanitizer.h"
 #include "html/url.h"
 #include "text/ascii.h"
-#include "text/charset.h"
 #include "text/scan.h"
 
 namespace brennox::html {
@@ -82,46 +82,75 @@ std::string_view withoutBlankEnd(std::string_view text) {
   return text;
 }
 
-// Writes lines of clean text one after the other, with their addresses as links.
+// ":" is in every address with a scheme, "@" in every mailbox, "www." starts a bare host. C2 begins
+// the control characters beyond ASCII.
+constexpr text::Scanner kLineStops(text::CharacterSet("&<>:@wW\xC2").withControls().without("\t"));
+constexpr text::CharacterSet kAddressStops("&<>\xC2");
+
+// Writes lines one after the other, with their addresses as links.
 class LineWriter {
  public:
   explicit LineWriter(TextBuffer& out) : out_(out) {}
 
   // Whole lines.
   void write(std::string_view lines) {
-    text_ = lines;
-    at_ = done_ = 0;
-    while (at_ < text_.size()) {
-      startLine();
-      writeLine();
+    const State before = state_;
+    const std::size_t size = out_.size();
+    if (!writeClean(lines)) {
+      state_ = before;
+      out_.truncate(size);
+      writeClean(cleanedText(lines));
     }
   }
 
   void finish() {
-    for (; depth_ > 0; --depth_) {
+    for (; state_.depth > 0; --state_.depth) {
       out_ += kQuoteClosing;
     }
   }
 
  private:
+  // What lines leave behind for the next ones.
+  struct State {
+    std::size_t depth = 0;
+    bool isFirst = true;
+    bool wasEmpty = false;
+  };
+
+  // False at the first character that cleaning would change.
+  bool writeClean(std::string_view lines) {
+    text_ = lines;
+    at_ = 0;
+    isClean_ = true;
+    while (at_ < text_.size()) {
+      startLine();
+      if (!writeLine()) {
+        return false;
+      }
+    }
+    return true;
+  }
+
   // Lines of one depth are a block, with breaks between them. An empty line at its end shows only
   // with a break of its own.
   void startLine() {
     const std::size_t depth = takeQuoteMarks();
-    if (depth != depth_) {
-      out_ += wasEmpty_ ? "<br>" : "";
-      isFirst_ = true;
+    if (depth != state_.depth) {
+      out_ += state_.wasEmpty ? "<br>" : "";
+      state_.isFirst = true;
     }
-    for (; depth_ > depth; --depth_) {
+    for (; state_.depth > depth; --state_.depth) {
       out_ += kQuoteClosing;
     }
-    for (; depth_ < depth; ++depth_) {
+    for (; state_.depth < depth; ++state_.depth) {
       out_ += kQuoteOpening;
     }
-    out_ += isFirst_ ? "" : "<br>";
-    isFirst_ = false;
-    done_ = at_;
-    wasEmpty_ = at_ == text_.size() || text_[at_] == '\n' || text_[at_] == '\r';
+    if (!state_.isFirst) {
+      out_ += "<br>";
+    }
+    state_.isFirst = false;
+    state_.wasEmpty = at_ == text_.size() || stands('\n', at_) || stands('\r', at_);
+    free_ = at_;
   }
 
   bool stands(char c, std::size_t at) const { return at < text_.size() && text_[at] == c; }
@@ -138,52 +167,85 @@ class LineWriter {
     return depth;
   }
 
-  void writeLine() {
-    // ":" is in every address with a scheme, "@" in every mailbox, "www." starts a bare host.
-    constexpr text::Scanner kMarks("\r\n&<>:@wW");
-    hasMarkup_ = false;
-    for (at_ = kMarks.find(text_, at_); at_ < text_.size(); at_ = kMarks.find(text_, at_)) {
-      switch (text_[at_]) {
+  bool writeLine() {
+    for (;;) {
+      const std::string_view rest = text_.substr(at_);
+      const std::size_t run =
+          kLineStops.copyRun(rest, out_.room(rest.size() + text::Scanner::kOverhang));
+      out_.wrote(run);
+      at_ += run;
+      if (run == rest.size()) {
+        return true;
+      }
+      const char c = text_[at_];
+      switch (c) {
         case '\r':
         case '\n':
-          writeUntil(at_);
-          at_ += text_[at_] == '\r' ? 2 : 1;
-          return;
+          at_ += c == '\r' ? 2 : 1;
+          return c == '\n' || stands('\n', at_ - 1);
         case '&':
         case '<':
         case '>':
-          hasMarkup_ = true;
+          writeMarkup(c);
+          ++at_;
+          break;
+        case ':':
+        case '@':
+        case 'w':
+        case 'W':
+          if (!tryLink()) {
+            out_ += c;
+            ++at_;
+          } else if (!isClean_) {
+            return false;
+          }
+          break;
+        case '\xC2':
+          if (isC1(at_)) {
+            return false;
+          }
+          out_ += c;
           ++at_;
           break;
         default:
-          if (!tryLink()) {
-            ++at_;
-          }
+          return false;
       }
     }
-    writeUntil(at_);
   }
 
+  void writeMarkup(char c) { out_ += c == '&' ? "&amp;" : c == '<' ? "&lt;" : "&gt;"; }
+
+  // A control character beyond ASCII.
+  bool isC1(std::size_t at) const {
+    return text_[at] == '\xC2' && at + 1 < text_.size() &&
+           static_cast<std::uint8_t>(text_[at + 1]) < 0xA0;
+  }
+
+  // Writes an address, or what is too long to be one.
   void writeUntil(std::size_t end) {
-    writeText(text_.substr(done_, end - done_));
-    done_ = end;
-  }
-
-  void writeText(std::string_view text) {
-    if (!hasMarkup_) {
-      out_ += text;
-      return;
-    }
-    constexpr text::CharacterSet kMarkup("&<>");
-    while (!text.empty()) {
-      const std::size_t run = kMarkup.runBefore(text);
-      out_ += text.substr(0, run);
-      if (run == text.size()) {
+    while (at_ < end) {
+      const std::size_t run = kAddressStops.runBefore(text_.substr(at_, end - at_));
+      out_ += text_.substr(at_, run);
+      at_ += run;
+      if (at_ == end) {
         return;
       }
-      out_ += text[run] == '&' ? "&amp;" : text[run] == '<' ? "&lt;" : "&gt;";
-      text.remove_prefix(run + 1);
+      if (text_[at_] == '\xC2') {
+        isClean_ = isClean_ && !isC1(at_);
+        out_ += text_[at_];
+      } else {
+        writeMarkup(text_[at_]);
+      }
+      ++at_;
     }
+  }
+
+  // Takes back what was written from `begin` on, a mailbox or a word.
+  void unwriteFrom(std::size_t begin) {
+    const std::string_view written = text_.substr(begin, at_ - begin);
+    const auto escapes = static_cast<std::size_t>(std::count(written.begin(), written.end(), '&'));
+    out_.truncate(out_.size() - written.size() - escapes * (std::string_view("&amp;").size() - 1));
+    at_ = begin;
   }
 
   bool tryLink() {
@@ -199,7 +261,7 @@ class LineWriter {
 
   std::size_t wordBegin() const {
     std::size_t begin = at_;
-    while (begin > done_ && text::isAlpha(text_[begin - 1]) && at_ - begin < 8) {
+    while (begin > free_ && text::isAlpha(text_[begin - 1]) && at_ - begin < 8) {
       --begin;
     }
     return begin;
@@ -230,7 +292,7 @@ class LineWriter {
     const std::string_view url = withoutTrailingPunctuation(text_.substr(begin, end - begin));
     if (begin + url.size() <= rest || url.size() > kMaxLinkLength) {
       // Looked at once; a long run is not looked at again.
-      skipTo(end);
+      writeUntil(end);
       return true;
     }
     link(begin, url, std::string(url));
@@ -240,7 +302,7 @@ class LineWriter {
   bool bareHost() {
     const bool startsWord = at_ == 0 || (!isWordChar(text_[at_ - 1]) && text_[at_ - 1] != '.' &&
                                          text_[at_ - 1] != '/' && text_[at_ - 1] != '-');
-    if (!startsWord || at_ < done_ || !text::startsWithIgnoringCase(text_.substr(at_), "www.")) {
+    if (!startsWord || at_ < free_ || !text::startsWithIgnoringCase(text_.substr(at_), "www.")) {
       return false;
     }
     const std::size_t end = runEnd(at_);
@@ -248,7 +310,7 @@ class LineWriter {
     const bool hasName = host.size() > 4 && isHostChar(host[4]) && host[4] != '.' &&
                          host.find('.', 4) != std::string_view::npos;
     if (!hasName || host.size() > kMaxLinkLength) {
-      skipTo(end);
+      writeUntil(end);
       return true;
     }
     link(at_, host, "http://" + std::string(host));
@@ -259,7 +321,7 @@ class LineWriter {
     constexpr std::size_t kMaxLocalPart = 64;
     constexpr std::size_t kMaxHost = 255;
     std::size_t begin = at_;
-    while (begin > done_ && at_ - begin <= kMaxLocalPart && isMailboxChar(text_[begin - 1])) {
+    while (begin > free_ && at_ - begin <= kMaxLocalPart && isMailboxChar(text_[begin - 1])) {
       --begin;
     }
     while (begin < at_ && !isWordChar(text_[begin])) {
@@ -282,34 +344,26 @@ class LineWriter {
 
   void link(std::size_t begin, std::string_view text, const std::string& target) {
     const std::optional<std::string> url = linkUrl(target);
-    writeUntil(begin);
+    unwriteFrom(begin);
     if (url) {
       out_ += "<a href=\"";
       out_ += escaped(*url);
       out_ += "\" rel=\"noopener noreferrer\" target=\"_blank\">";
     }
-    skipTo(begin + text.size());
-    writeUntil(at_);
+    writeUntil(begin + text.size());
     out_ += url ? "</a>" : "";
-  }
-
-  // What is passed over has not been looked at for markup.
-  void skipTo(std::size_t end) {
-    hasMarkup_ = true;
-    at_ = end;
+    free_ = at_;
   }
 
   TextBuffer& out_;
-  // State between lines.
-  std::size_t depth_ = 0;
-  bool isFirst_ = true;
-  bool wasEmpty_ = false;
-  // The lines that are being written. What stands before `done_` has been.
+  State state_;
+  // The lines that are being written, up to `at_`.
   std::string_view text_;
   std::size_t at_ = 0;
-  std::size_t done_ = 0;
-  // What is not written yet may hold characters to escape.
-  bool hasMarkup_ = false;
+  // What stands before it belongs to the line's quote marks or an address.
+  std::size_t free_ = 0;
+  // No address has shown anything that cleaning would change.
+  bool isClean_ = true;
 };
 
 }  // namespace
@@ -324,11 +378,7 @@ void appendAsHtml(std::string_view text, TextBuffer& out) {
   while (!text.empty()) {
     const std::string_view piece = firstLines(text);
     text.remove_prefix(piece.size());
-    if (text::isCleanText(piece)) {
-      writer.write(piece);
-    } else {
-      writer.write(cleanedText(piece));
-    }
+    writer.write(piece);
   }
   writer.finish();
   out += "</div>";

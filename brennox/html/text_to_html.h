@@ -16,7 +16,8 @@ constexpr std::size_t kMaxQuoteDepth = 32;
 // Longer runs are not made into links.
 constexpr std::size_t kMaxLinkLength = 2048;
 
-// Appends one element around the whole, as the sanitiser makes it for HTML.
+// Appends one element around the whole, as the sanitiser makes it for HTML. The text is valid UTF-8,
+// as decoded texts are.
 void appendAsHtml(std::string_view text, TextBuffer& out);
 
 }  // namespace brennox::html

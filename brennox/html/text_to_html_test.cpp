@@ -94,7 +94,7 @@ TEST(TextToHtml, LengthChangesNothing) {
     return html.substr(from, html.size() - from - 12);
   };
   for (const std::string_view lines :
-       {"a <b>\r\n> www.ok.test\r\n\r\nc & d@ok.test\r\n", "\xFF\n\n> \xC2\x85q\r\rx\r\r\n"}) {
+       {"a <b>\r\n> www.ok.test\r\n\r\nc & d@ok.test\r\n", "\x7F\n\n> \xC2\x85q\r\rx\r\r\n"}) {
     const std::string once = between(textToHtml(lines));
     std::string text;
     std::string wanted;

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "core/TextBuffer.h"
+#include "core/block_storage.h"
 #include "text/ascii.h"
 #include "text/charset_names.h"
 #include "text/charset_tables.h"
@@ -33,8 +34,10 @@ constexpr std::size_t kMaxRememberedNames = 512;
 constexpr std::size_t kMaxOpenConverters = 32;
 // Input that is converted in one step on the stack.
 constexpr std::size_t kChunk = 4096;
-// From here on texts are decoded into large pages.
+// From here on texts are decoded into blocks.
 constexpr std::size_t kLongText = std::size_t{1} << 16;
+// From here on bytes of one-byte charsets are looked up two at a time.
+constexpr std::size_t kPairedText = std::size_t{1} << 19;
 // In either order of bytes.
 constexpr std::string_view kUtf16 = "utf-16";
 
@@ -326,9 +329,52 @@ void appendByTable(const ByteTable& table, std::string_view bytes, std::string& 
   }
 }
 
+// The characters of each two bytes, up to six bytes of UTF-8 and their number behind them: half the
+// look-ups, worth making for long texts. In large pages that others use before and after.
+Ref<Block> makePairs(const ByteTable& table) {
+  constexpr std::size_t kPairs = 65536;
+  Ref<Block> pairs = Block::allocate(std::max(kPairs * sizeof(std::uint64_t), kLargeBlock));
+  for (std::size_t pair = 0; pair < kPairs; ++pair) {
+    std::array<unsigned char, 2> bytes{};
+    const auto index = static_cast<std::uint16_t>(pair);
+    std::memcpy(bytes.data(), &index, bytes.size());
+    std::array<char, 8> characters{};
+    const char* const end = table.store(bytes[1], table.store(bytes[0], characters.data()));
+    characters[7] = static_cast<char>(end - characters.data());
+    std::memcpy(pairs->bytes() + pair * characters.size(), characters.data(), characters.size());
+  }
+  return pairs;
+}
+
+// Writes the characters of [p, stop), an even number of bytes, and up to seven bytes more.
+char* decodeByPairs(const char* pairs, const char* p, const char* stop, char* to) {
+  for (; p != stop; p += 2) {
+    std::uint16_t index = 0;
+    std::memcpy(&index, p, sizeof index);
+    std::uint64_t characters = 0;
+    std::memcpy(&characters, pairs + index * sizeof characters, sizeof characters);
+    std::memcpy(to, &characters, sizeof characters);
+    to += std::endian::native == std::endian::little ? characters >> 56 : characters & 0xFF;
+  }
+  return to;
+}
+
 void appendByTable(const ByteTable& table, std::string_view bytes, TextBuffer& out) {
   // Letters beyond ASCII mostly have two bytes.
   out.room(2 * bytes.size());
+  if (bytes.size() >= kPairedText) {
+    const Ref<Block> pairs = makePairs(table);
+    for (; bytes.size() >= kChunk; bytes.remove_prefix(kChunk)) {
+      if (table.extendsAscii && isAscii(bytes.substr(0, kChunk))) {
+        out += bytes.substr(0, kChunk);
+        continue;
+      }
+      char* const to = out.room(3 * kChunk + sizeof(std::uint64_t));
+      const char* const end =
+          decodeByPairs(pairs->bytes(), bytes.data(), bytes.data() + kChunk, to);
+      out.wrote(static_cast<std::size_t>(end - to));
+    }
+  }
   while (!bytes.empty()) {
     const std::size_t round = std::min(bytes.size(), kChunk);
     char* const to = out.room(3 * round + 1);

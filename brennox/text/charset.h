@@ -17,8 +17,6 @@ namespace brennox::text {
 
 bool isAscii(std::string_view bytes);
 bool isValidUtf8(std::string_view bytes);
-// Valid UTF-8 without control characters (C0, DEL, C1) other than tabs and line ends, LF or CR LF.
-bool isCleanText(std::string_view bytes);
 
 // Appends `bytes` with every invalid sequence (the longest part of a character that is none)
 // replaced by U+FFFD.

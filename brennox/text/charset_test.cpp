@@ -184,33 +184,6 @@ TEST(Utf8, LongAndShortTextsAreJudgedAlike) {
   EXPECT_GT(invalid, 1000);
 }
 
-TEST(Utf8, CleanTextHasNoControlCharacters) {
-  const std::pair<std::string_view, bool> cases[] = {
-      {"", true},          {"\t\n\r\n ~", true}, {"é€😀", true},          {"\xC2\xA0", true},
-      {"\xC3\x85", true},  {"\r", false},        {"\r\r\n", false},      {"\ra", false},
-      {"\x01", false},     {"\x1F", false},      {"\x7F", false},        {"\xC2\x80", false},
-      {"\xC2\x9F", false}, {"\xC2", false},      {"\x80", false},        {"\xFF", false},
-      {"\v", false},       {"\x1B[0m", false},   {"\xED\xA0\x80", false}};
-  for (const auto& [piece, expected] : cases) {
-    EXPECT_EQ(isCleanText(piece), expected) << testing::PrintToString(piece);
-    // At every place of a vector, between ASCII and between other characters.
-    for (const std::string_view around : {"a", "é"}) {
-      std::string before;
-      for (int i = 0; i < 40; ++i) {
-        std::string text = before + std::string(piece);
-        EXPECT_EQ(isCleanText(text), expected) << testing::PrintToString(text);
-        while (text.size() < 100) {
-          text += around;
-        }
-        EXPECT_EQ(isCleanText(text), expected) << testing::PrintToString(text);
-        before += around;
-      }
-    }
-  }
-  EXPECT_FALSE(isCleanText(std::string(1, '\0')));
-  EXPECT_FALSE(isCleanText(std::string(100, '\0')));
-}
-
 TEST(DetectCharset, FindsWhatTheBytesShow) {
   const std::pair<std::string_view, std::string_view> cases[] = {
       {"plain", "us-ascii"},

@@ -57,7 +57,7 @@ void cleanControls(std::string& out, std::size_t from) {
 
 // White space with a line end in it becomes one blank.
 void appendUnfolded(std::string_view text, std::string& out) {
-  constexpr CharacterSet kLineEnds("\r\n");
+  static constexpr CharacterSet kLineEnds("\r\n");
   const auto* const data = text.data();
   std::size_t start = 0;
   while (start < text.size()) {

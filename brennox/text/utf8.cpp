@@ -1,4 +1,4 @@
-// Checks of UTF-8. Long texts are checked 32 bytes at a time: three table look-ups, by the nibbles
+// UTF-8 validation. Long texts are checked 32 bytes at a time: three table look-ups, by the nibbles
 // of each byte and of the one before it, give a set of errors that both agree on (Keiser and
 // Lemire, "Validating UTF-8 In Less Than One Instruction Per Byte", 2021).
 #include "text/utf8.h"
@@ -20,27 +20,6 @@ bool isValidScalar(const char* p, const char* end) {
     }
     p += step.length;
   }
-}
-
-bool isCleanScalar(const char* p, const char* end) {
-  while (p != end) {
-    const auto byte = static_cast<unsigned char>(*p);
-    if (byte < 0x80) {
-      const bool endsLine = *p == '\n' || (*p == '\r' && end - p >= 2 && p[1] == '\n');
-      if ((byte < ' ' && *p != '\t' && !endsLine) || byte == 0x7F) {
-        return false;
-      }
-      ++p;
-      continue;
-    }
-    const Utf8Step step = utf8Step(p, end);
-    const bool isC1 = byte == 0xC2 && step.valid && static_cast<unsigned char>(p[1]) < 0xA0;
-    if (!step.valid || isC1) {
-      return false;
-    }
-    p += step.length;
-  }
-  return true;
 }
 
 #if BRENNOX_AVX2
@@ -115,32 +94,6 @@ constexpr std::uint8_t kByPreviousLow[16] = {kCarry | kOverlong3 | kOverlong2 | 
                                              kCarry | kTooLarge | kOverlong4,
                                              kCarry | kTooLarge | kOverlong4};
 
-// Unsigned, which the instruction set has no comparison for.
-BRENNOX_TARGET_AVX2 __m256i atMost(__m256i bytes, std::uint8_t bound) {
-  return _mm256_cmpeq_epi8(_mm256_min_epu8(bytes, _mm256_set1_epi8(static_cast<char>(bound))),
-                           bytes);
-}
-
-BRENNOX_TARGET_AVX2 __m256i areEqual(__m256i bytes, char byte) {
-  return _mm256_cmpeq_epi8(bytes, _mm256_set1_epi8(byte));
-}
-
-// Control characters that are neither tab nor line end, and CRs without an LF behind them.
-BRENNOX_TARGET_AVX2 __m256i controls(__m256i block, __m256i previous1) {
-  const __m256i lineFeed = areEqual(block, '\n');
-  const __m256i allowed =
-      _mm256_or_si256(_mm256_or_si256(lineFeed, areEqual(block, '\t')), areEqual(block, '\r'));
-  const __m256i c0 = _mm256_andnot_si256(allowed, atMost(block, 0x1F));
-  const __m256i c1 =
-      _mm256_and_si256(areEqual(previous1, static_cast<char>(0xC2)), atMost(block, 0x9F));
-  const __m256i loneReturn = _mm256_andnot_si256(lineFeed, areEqual(previous1, '\r'));
-  return _mm256_or_si256(_mm256_or_si256(c0, c1),
-                         _mm256_or_si256(loneReturn, areEqual(block, 0x7F)));
-}
-
-enum class Looks { kAtUtf8, kAtControlsToo };
-
-template <Looks kLooks>
 BRENNOX_TARGET_AVX2 bool isValidAvx2(const char* p, const char* end) {
   const __m256i low = _mm256_set1_epi8(0x0F);
   __m256i error = _mm256_setzero_si256();
@@ -152,19 +105,15 @@ BRENNOX_TARGET_AVX2 bool isValidAvx2(const char* p, const char* end) {
       block = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
       p += 32;
     } else {
-      // Blanks after the end show a character that is cut off there.
-      char tail[32];
-      std::memset(tail, ' ', sizeof tail);
+      // Zeros after the end show a character that is cut off there.
+      char tail[32] = {};
       std::memcpy(tail, p, static_cast<std::size_t>(end - p));
       block = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(tail));
       last = true;
     }
-    const __m256i carried = _mm256_permute2x128_si256(before, block, 0x21);
-    const __m256i previous1 = _mm256_alignr_epi8(block, carried, 15);
-    if constexpr (kLooks == Looks::kAtControlsToo) {
-      error = _mm256_or_si256(error, controls(block, previous1));
-    }
     if (_mm256_movemask_epi8(_mm256_or_si256(block, before)) != 0) {
+      const __m256i carried = _mm256_permute2x128_si256(before, block, 0x21);
+      const __m256i previous1 = _mm256_alignr_epi8(block, carried, 15);
       const __m256i previous2 = _mm256_alignr_epi8(block, carried, 14);
       const __m256i previous3 = _mm256_alignr_epi8(block, carried, 13);
       const __m256i errors = _mm256_and_si256(
@@ -177,9 +126,9 @@ BRENNOX_TARGET_AVX2 bool isValidAvx2(const char* p, const char* end) {
       const __m256i wanted = _mm256_and_si256(_mm256_or_si256(third, fourth),
                                               _mm256_set1_epi8(static_cast<char>(0x80)));
       error = _mm256_or_si256(error, _mm256_xor_si256(wanted, errors));
-    }
-    if (_mm256_testz_si256(error, error) == 0) {
-      return false;
+      if (_mm256_testz_si256(error, error) == 0) {
+        return false;
+      }
     }
     before = block;
   }
@@ -218,20 +167,10 @@ bool isValidUtf8(std::string_view bytes) {
   const char* const end = bytes.data() + bytes.size();
 #if BRENNOX_AVX2
   if (bytes.size() >= kMinVectorLength && hasAvx2()) {
-    return isValidAvx2<Looks::kAtUtf8>(bytes.data(), end);
+    return isValidAvx2(bytes.data(), end);
   }
 #endif
   return isValidScalar(bytes.data(), end);
-}
-
-bool isCleanText(std::string_view bytes) {
-  const char* const end = bytes.data() + bytes.size();
-#if BRENNOX_AVX2
-  if (bytes.size() >= kMinVectorLength && hasAvx2()) {
-    return isValidAvx2<Looks::kAtControlsToo>(bytes.data(), end);
-  }
-#endif
-  return isCleanScalar(bytes.data(), end);
 }
 
 void appendRepairedUtf8(std::string_view bytes, std::string& out) {

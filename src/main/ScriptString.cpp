@@ -9,6 +9,7 @@
 #include <brennox/Ref.h>
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <utility>
 
@@ -87,14 +88,72 @@ napi_value Refer(Napi::Env env, Create* create, const Unit* text, std::size_t le
   return result;
 }
 
+// A long text in UTF-16. Its length is guessed by how the text begins, which saves a walk through
+// all of it.
+class LongText {
+ public:
+  // False for what is not UTF-8.
+  bool Convert(std::string_view text) {
+    Reserve(Utf16Length(text.substr(0, kPiece)) * (text.size() / kPiece + 1));
+    while (!text.empty()) {
+      const std::string_view piece = text.substr(0, WholeCharacters(text));
+      if (capacity_ - length_ < piece.size()) {
+        Reserve(Utf16Length(text));
+      }
+      const std::size_t added = ToUtf16(piece, mutableUnits() + length_);
+      if (added == kNotUtf8) {
+        return false;
+      }
+      length_ += added;
+      text.remove_prefix(piece.size());
+    }
+    return true;
+  }
+
+  const char16_t* units() const { return reinterpret_cast<const char16_t*>(block_->bytes()); }
+  std::size_t length() const { return length_; }
+  const brennox::Ref<brennox::Block>& block() const { return block_; }
+
+ private:
+  static constexpr std::size_t kPiece = std::size_t{1} << 16;
+
+  char16_t* mutableUnits() { return reinterpret_cast<char16_t*>(block_->bytes()); }
+
+  // The end of the first piece, which is not inside of a character.
+  static std::size_t WholeCharacters(std::string_view text) {
+    if (text.size() <= kPiece) {
+      return text.size();
+    }
+    std::size_t end = kPiece;
+    while (end > kPiece - 3 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
+      --end;
+    }
+    return end;
+  }
+
+  // Room for so many units more, and for a piece that is all ASCII.
+  void Reserve(std::size_t more) {
+    const std::size_t capacity = length_ + more + kPiece;
+    auto block = brennox::Block::allocate((capacity + kUtf16Overhang) * sizeof(char16_t));
+    if (length_ != 0) {
+      std::memcpy(block->bytes(), block_->bytes(), length_ * sizeof(char16_t));
+    }
+    block_ = std::move(block);
+    capacity_ = capacity;
+  }
+
+  brennox::Ref<brennox::Block> block_;
+  std::size_t capacity_ = 0;
+  std::size_t length_ = 0;
+};
+
 napi_value LongString(Napi::Env env, std::string_view text) {
-  const auto units = brennox::Block::allocate(text.size() * sizeof(char16_t));
-  auto* const first = reinterpret_cast<char16_t*>(units->bytes());
-  const std::size_t length = ToUtf16(text, first);
-  const bool isLong = length != kNotUtf8 && length * sizeof(char16_t) >= kLongString;
-  return isLong ? Refer(env, node_api_create_external_string_utf16, first, length,
-                        brennox::Ref<brennox::Object>(units.get()))
-                : nullptr;
+  LongText converted;
+  if (!converted.Convert(text) || converted.length() * sizeof(char16_t) < kLongString) {
+    return nullptr;
+  }
+  return Refer(env, node_api_create_external_string_utf16, converted.units(), converted.length(),
+               brennox::Ref<brennox::Object>(converted.block().get()));
 }
 
 Napi::Value Value(Napi::Env env, napi_status status, napi_value value) {

@@ -8,7 +8,7 @@
 #define VELKOR_VECTORS 1
 #include <immintrin.h>
 // The module has to load on any x86-64: these are asked for at run time.
-#define VELKOR_TARGET __attribute__((target("sse4.1,popcnt")))
+#define VELKOR_TARGET __attribute__((target("avx2,popcnt")))
 #else
 #define VELKOR_VECTORS 0
 #endif
@@ -168,9 +168,83 @@ VELKOR_TARGET Position ConvertVectors(Position position, const char* end) {
   return {p, to};
 }
 
+// As Units, for 16 bytes of a text without characters of three.
+VELKOR_TARGET __m256i WideUnits(__m128i own, __m128i before1, __m128i isContinuation) {
+  const __m256i continues = _mm256_cvtepi8_epi16(isContinuation);
+  const __m256i low = _mm256_andnot_si256(_mm256_and_si256(continues, _mm256_set1_epi16(0xC0)),
+                                          _mm256_cvtepu8_epi16(own));
+  const __m256i high = _mm256_and_si256(_mm256_slli_epi16(_mm256_cvtepu8_epi16(before1), 6),
+                                        _mm256_set1_epi16(0x7C0));
+  return _mm256_or_si256(low, _mm256_and_si256(high, continues));
+}
+
+VELKOR_TARGET char16_t* WideGather(__m256i units, unsigned set, char16_t* to) {
+  to = Gather(_mm256_castsi256_si128(units), set & 0xFF, to);
+  return Gather(_mm256_extracti128_si256(units, 1), set >> 8 & 0xFF, to);
+}
+
+// The same as ConvertVectors, 32 bytes at a time and for characters of up to two bytes. Blocks
+// follow each other without regard to where characters end, so that the next ones can be read while
+// one is worked on. There is a byte before the position.
+VELKOR_TARGET Position ConvertWideVectors(Position position, const char* end) {
+  auto [p, to] = position;
+  // The last byte before `p` begins a character that goes on at `p`.
+  unsigned open = 0;
+  for (; end - p >= 32; p += 32) {
+    const __m256i block = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+    const __m256i isContinuation = _mm256_cmpgt_epi8(_mm256_set1_epi8(-64), block);
+    const auto others = static_cast<unsigned>(_mm256_movemask_epi8(block));
+    const __m128i first = _mm256_castsi256_si128(block);
+    const __m128i second = _mm256_extracti128_si256(block, 1);
+    if ((others | open) == 0) {
+      auto* const units = reinterpret_cast<__m256i*>(to);
+      _mm256_storeu_si256(units, _mm256_cvtepu8_epi16(first));
+      _mm256_storeu_si256(units + 1, _mm256_cvtepu8_epi16(second));
+      to += 32;
+      continue;
+    }
+    const auto continuations = static_cast<unsigned>(_mm256_movemask_epi8(isContinuation));
+    const unsigned leads = others & ~continuations;
+    // From C2 to DF; C0 and C1 begin nothing.
+    const auto leads2 = static_cast<unsigned>(
+        _mm256_movemask_epi8(_mm256_and_si256(_mm256_cmpgt_epi8(block, _mm256_set1_epi8(-63)),
+                                              _mm256_cmpgt_epi8(_mm256_set1_epi8(-32), block))));
+    if (leads != leads2 || continuations != (leads << 1 | open)) {
+      break;
+    }
+    const __m256i before1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p - 1));
+    to = WideGather(
+        WideUnits(first, _mm256_castsi256_si128(before1), _mm256_castsi256_si128(isContinuation)),
+        ~leads, to);
+    to = WideGather(WideUnits(second, _mm256_extracti128_si256(before1, 1),
+                              _mm256_extracti128_si256(isContinuation, 1)),
+                    ~leads >> 16, to);
+    open = leads >> 31;
+  }
+  return {p - open, to};
+}
+
+VELKOR_TARGET std::size_t CountVectors(const char*& p, const char* end) {
+  std::size_t count = 0;
+  while (end - p >= 16) {
+    // Each byte of `counts` has room for two units of 127 steps.
+    const char* const stop = end - p > 127 * 16 ? p + 127 * 16 : end;
+    __m128i counts = _mm_setzero_si128();
+    for (; stop - p >= 16; p += 16) {
+      const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+      counts = _mm_sub_epi8(counts, _mm_cmpgt_epi8(block, _mm_set1_epi8(-65)));
+      counts = _mm_sub_epi8(counts, AtLeast(block, 0xF0));
+    }
+    const __m128i sums = _mm_sad_epu8(counts, _mm_setzero_si128());
+    count += static_cast<std::size_t>(_mm_cvtsi128_si64(sums)) +
+             static_cast<std::size_t>(_mm_extract_epi64(sums, 1));
+  }
+  return count;
+}
+
 bool HasVectors() {
   static const bool has =
-      __builtin_cpu_supports("sse4.1") != 0 && __builtin_cpu_supports("popcnt") != 0;
+      __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("popcnt") != 0;
   return has;
 }
 
@@ -210,16 +284,48 @@ Position ConvertCharacters(Position position, const char* stop, const char* end)
 
 }  // namespace
 
+std::size_t Utf16Length(std::string_view text) {
+  const char* p = text.data();
+  const char* const end = p + text.size();
+  std::size_t count = 0;
+#if VELKOR_VECTORS
+  if (HasVectors()) {
+    count = CountVectors(p, end);
+  }
+#endif
+  for (; p != end; ++p) {
+    const auto byte = static_cast<unsigned char>(*p);
+    // All but continuations begin a character, those of four bytes have two units.
+    count += (byte & 0xC0) != 0x80 ? 1 : 0;
+    count += byte >= 0xF0 ? 1 : 0;
+  }
+  return count < text.size() ? count : text.size();
+}
+
 std::size_t ToUtf16(std::string_view text, char16_t* out) {
+  // So few that the steps after one that vectors do not know are soon the widest again.
+  constexpr std::ptrdiff_t kNarrow = 64;
+  constexpr std::ptrdiff_t kSingle = 16;
   const char* const end = text.data() + text.size();
-  Position position{text.data(), out};
+  const auto within = [&](const char* p, std::ptrdiff_t step) {
+    return end - p > step ? p + step : end;
+  };
+  // The first character stands before the first vector.
+  Position position = ConvertCharacters({text.data(), out}, within(text.data(), 1), end);
+  if (position.from == text.data() && !text.empty()) {
+    return kNotUtf8;
+  }
   while (position.from != end) {
     const char* stop = end;
 #if VELKOR_VECTORS
     if (HasVectors()) {
-      position = ConvertVectors(position, end);
-      // Past what the vectors do not know.
-      stop = end - position.from > 16 ? position.from + 16 : end;
+      position = ConvertWideVectors(position, end);
+      const char* const before = position.from;
+      position = ConvertVectors(position, within(before, kNarrow));
+      if (position.from != before) {
+        continue;
+      }
+      stop = within(before, kSingle);
     }
 #endif
     position = ConvertCharacters(position, stop, end);

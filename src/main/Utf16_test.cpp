@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <iterator>
 #include <random>
 #include <string>
+#include <vector>
 
 namespace velkor {
 namespace {
@@ -12,7 +14,17 @@ namespace {
 std::u16string Utf16Of(std::string_view text) {
   std::u16string units(text.size(), u'\0');
   const std::size_t length = ToUtf16(text, units.data());
-  return length == kNotUtf8 ? std::u16string(u"none") : units.substr(0, length);
+  // Again with as little room as allowed, which the end of a vector shows under a sanitizer.
+  std::vector<char16_t> exact(Utf16Length(text) + kUtf16Overhang);
+  EXPECT_EQ(ToUtf16(text, exact.data()), length);
+  EXPECT_LE(Utf16Length(text), text.size());
+  if (length == kNotUtf8) {
+    return u"none";
+  }
+  EXPECT_EQ(length, Utf16Length(text));
+  units.resize(length);
+  EXPECT_TRUE(std::equal(units.begin(), units.end(), exact.begin()));
+  return units;
 }
 
 TEST(Utf16, HasTheSameText) {
