@@ -34,7 +34,7 @@ constexpr unsigned int kMaxEncodings = 8;
 // A longer name is no charset, and would be kept by every part below.
 constexpr std::size_t kMaxCharsetName = 64;
 // Texts up to this length are kept once they were decoded: every rendering asks for them again.
-constexpr std::size_t kMaxKeptText = std::size_t{256} << 10;
+constexpr std::size_t kMaxKeptText = std::size_t{16} << 20;
 // Files that are looked for inside one text part.
 constexpr std::size_t kMaxEmbeddedFiles = 10'000;
 // Longer texts are not searched for files.
