@@ -5,9 +5,9 @@
 #include <brennox/MessageHeader.h>
 #include <brennox/String.h>
 
+#include "imap/MessageDetails.h"
 #include "imap/body_structure.h"
 #include "imap/envelope.h"
-#include "imap/fetched_text.h"
 #include "imap/rendering.h"
 
 namespace brennox {
@@ -25,14 +25,26 @@ IMAPMessage::IMAPMessage(IMAPMessage* other) {
   flags_ = other->flags_;
   originalFlags_ = other->originalFlags_;
   modSeqValue_ = other->modSeqValue_;
-  header_ = other->header_;
-  mainPart_ = other->mainPart_;
-  session_ = other->session_;
+  details_ = other->details_;
   textOffset_ = other->textOffset_;
 }
 
-void IMAPMessage::setFetched(imap::FetchedText* text, std::uint32_t offset, bool header,
+imap::MessageDetails& IMAPMessage::own() {
+  if (!details_) {
+    details_ = make<imap::MessageDetails>();
+  } else if (details_->retainCount() > 1) {
+    details_ = make<imap::MessageDetails>(details_.get());
+  }
+  return *details_;
+}
+
+void IMAPMessage::setFetched(imap::MessageDetails* listing, std::uint32_t offset, bool header,
                              bool structure) {
+  if (header && structure) {
+    details_ = listing;
+    textOffset_ = offset;
+    return;
+  }
   // What an earlier response told stays, unless this one tells it anew.
   if (!header) {
     this->header();
@@ -40,49 +52,57 @@ void IMAPMessage::setFetched(imap::FetchedText* text, std::uint32_t offset, bool
   if (!structure) {
     mainPart();
   }
+  imap::MessageDetails& details = own();
+  details.session = listing->session;
+  details.text = listing->text;
   textOffset_ = offset;
   if (header) {
-    header_ = static_cast<Object*>(text);
+    details.header = nullptr;
+    details.headerIsInText = true;
   }
   if (structure) {
-    mainPart_ = static_cast<Object*>(text);
+    details.mainPart = nullptr;
+    details.partsAreInText = true;
   }
 }
 
 MessageHeader* IMAPMessage::header() {
-  if (const auto* const text = dynamic_cast<imap::FetchedText*>(header_.get())) {
-    const imap::FetchedText::Words words = text->wordsAt(textOffset_);
+  if (details_ && details_->headerIsInText) {
+    const imap::FetchedText::Words words = details_->text->wordsAt(textOffset_);
     const Ref<MessageHeader> header = imap::headerOf(words.envelope, words.fields);
     if (words.internalDate != -1) {
       header->setReceivedDate(words.internalDate);
     }
-    header_ = static_cast<Object*>(header.get());
+    setHeader(header.get());
   }
-  return static_cast<MessageHeader*>(header_.get());
+  return details_ ? details_->header.get() : nullptr;
 }
 
 void IMAPMessage::setHeader(MessageHeader* header) {
-  header_ = static_cast<Object*>(header);
+  imap::MessageDetails& details = own();
+  details.header = header;
+  details.headerIsInText = false;
 }
 
 IMAPPart* IMAPMessage::mainPart() {
-  if (const auto* const text = dynamic_cast<imap::FetchedText*>(mainPart_.get())) {
-    const Ref<IMAPPart> part = imap::parseBodyStructure(text->wordsAt(textOffset_).structure);
-    mainPart_ = static_cast<Object*>(part.get());
+  if (details_ && details_->partsAreInText) {
+    setMainPart(imap::parseBodyStructure(details_->text->wordsAt(textOffset_).structure).get());
   }
-  return static_cast<IMAPPart*>(mainPart_.get());
+  return details_ ? details_->mainPart.get() : nullptr;
 }
 
 void IMAPMessage::setMainPart(IMAPPart* part) {
-  mainPart_ = static_cast<Object*>(part);
+  imap::MessageDetails& details = own();
+  details.mainPart = part;
+  details.partsAreInText = false;
 }
 
 IMAPSession* IMAPMessage::session() {
-  return static_cast<IMAPSession*>(session_.get());
+  return details_ ? details_->session.get() : nullptr;
 }
 
 void IMAPMessage::setSession(IMAPSession* session) {
-  session_ = static_cast<Object*>(session);
+  own().session = session;
 }
 
 String* IMAPMessage::htmlRendering(String* folder, HTMLRendererIMAPCallback* callback,

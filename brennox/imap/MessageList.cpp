@@ -17,7 +17,9 @@ constexpr std::uint64_t kMaxUid = 0xFFFFFFFE;
 }  // namespace
 
 MessageList::MessageList(Connection& connection, const FetchRequest& request)
-    : connection_(connection), request_(request) {}
+    : connection_(connection), request_(request) {
+  bare_->session = request.session;
+}
 
 bool MessageList::data(std::uint32_t number, std::string_view name, WireReader& reader) {
   if (sameKeyword(name, "FETCH")) {
@@ -73,7 +75,13 @@ bool MessageList::fetched(std::uint32_t number, WireReader& reader) {
     Ref<FetchedText> text;
     const std::uint32_t offset =
         store_.add(items_.envelope, items_.structure, fields, items_.internalDate, &text);
-    message->setFetched(text.get(), offset, hasHeader, !items_.structure.empty());
+    if (!worded_ || worded_->text.get() != text.get()) {
+      worded_ = make<MessageDetails>();
+      worded_->session = request_.session;
+      worded_->text = text;
+      worded_->headerIsInText = worded_->partsAreInText = true;
+    }
+    message->setFetched(worded_.get(), offset, hasHeader, !items_.structure.empty());
   }
   return isNew;
 }
@@ -102,7 +110,7 @@ IMAPMessage* MessageList::messageFor(std::uint32_t key, bool* isNew) {
   }
   *isNew = true;
   const Ref<IMAPMessage> message = make<IMAPMessage>();
-  message->setSession(request_.session);
+  message->details_ = bare_;
   messages_->addObject(message.get());
   if (messages_->count() % kReportEvery == 0) {
     report();

@@ -10,9 +10,9 @@
 #include <unordered_map>
 #include <vector>
 
+#include "imap/MessageDetails.h"
 #include "imap/commands.h"
 #include "imap/fetch_items.h"
-#include "imap/fetched_text.h"
 
 namespace brennox::imap {
 
@@ -47,6 +47,10 @@ class MessageList final : public Handler {
   // In the order in which the server tells of them.
   std::vector<Range> gone_;
   TextStore store_;
+  // What the messages share: those of which nothing but numbers are known, and those whose words
+  // are in the text that is being filled.
+  Ref<MessageDetails> bare_ = make<MessageDetails>();
+  Ref<MessageDetails> worded_;
   FetchItems items_;
   // The key of the last message while they come in ascending order, as nearly all servers send
   // them; the map is only filled when one does not.

@@ -10,7 +10,7 @@
 namespace brennox {
 
 namespace imap {
-class FetchedText;
+class MessageDetails;
 class MessageList;
 }  // namespace imap
 
@@ -65,21 +65,22 @@ class BRENNOX_EXPORT IMAPMessage : public Object {
 
  private:
   friend class imap::MessageList;
-  // Takes the server's words, which are read when the header or the parts are asked for.
-  void setFetched(imap::FetchedText* text, std::uint32_t offset, bool header, bool structure);
+  // Takes the server's words, which are read when the header or the parts are asked for. `listing`
+  // has them, and the session.
+  void setFetched(imap::MessageDetails* listing, std::uint32_t offset, bool header, bool structure);
+  // Those of this message alone.
+  imap::MessageDetails& own();
 
-  std::uint64_t modSeqValue_ = 0;
   std::uint32_t sequenceNumber_ = 0;
   std::uint32_t uid_ = 0;
   std::uint32_t size_ = 0;
   MessageFlag flags_ = MessageFlagNone;
   MessageFlag originalFlags_ = MessageFlagNone;
-  // Where this message's words are in the text.
+  // Where this message's words are in the text of the details.
   std::uint32_t textOffset_ = 0;
-  // Each is what it is named after, or the text to read it from.
-  Ref<Object> header_;
-  Ref<Object> mainPart_;
-  Ref<Object> session_;
+  std::uint64_t modSeqValue_ = 0;
+  // Null while there are none.
+  Ref<imap::MessageDetails> details_;
 };
 
 }  // namespace brennox
