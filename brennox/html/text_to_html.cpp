@@ -13,6 +13,7 @@
 #include "html/sanitizer.h"
 #include "html/url.h"
 #include "text/ascii.h"
+#include "text/charset.h"
 #include "text/scan.h"
 
 namespace brennox::html {
@@ -82,6 +83,44 @@ std::string_view withoutBlankEnd(std::string_view text) {
   return text;
 }
 
+// A character that stands for nothing, ever: U+FDD0 to U+FDEF, and the last two of each plane.
+// Builders of trees replace them, and so what is read would not be what was written. `text` begins
+// with EF or a higher byte and is valid.
+bool isNoncharacter(std::string_view text) {
+  const auto at = [&](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
+  const std::size_t length = text::utf8Length(text[0]);
+  if (length < 3 || text.size() < length) {
+    return false;
+  }
+  if (at(0) == 0xEF && at(1) == 0xB7) {
+    return at(2) >= 0x90 && at(2) <= 0xAF;
+  }
+  return (at(length - 3) & 0x0F) == 0x0F && at(length - 2) == 0xBF && at(length - 1) >= 0xBE;
+}
+
+bool hasHighBytes(std::string_view text) {
+  // All bytes, without a way out of the loop: the compiler then looks at many at a time.
+  std::uint8_t highest = 0;
+  for (const char c : text) {
+    highest = std::max(highest, static_cast<std::uint8_t>(c));
+  }
+  return highest >= 0xEF;
+}
+
+// With U+FFFD for them; empty where there is none.
+std::string withoutNoncharacters(std::string_view text) {
+  std::string result;
+  std::size_t done = 0;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (static_cast<std::uint8_t>(text[at]) >= 0xEF && isNoncharacter(text.substr(at))) {
+      result += text.substr(done, at - done);
+      result += "\xEF\xBF\xBD";
+      done = at + text::utf8Length(text[at]);
+    }
+  }
+  return done == 0 ? std::string() : result.append(text.substr(done));
+}
+
 // ":" is in every address with a scheme, "@" in every mailbox, "www." starts a bare host. C2 begins
 // the control characters beyond ASCII.
 constexpr text::Scanner kLineStops(text::CharacterSet("&<>:@wW\xC2").withControls().without("\t"));
@@ -94,6 +133,11 @@ class LineWriter {
 
   // Whole lines.
   void write(std::string_view lines) {
+    std::string replaced;
+    if (hasHighBytes(lines)) {
+      replaced = withoutNoncharacters(lines);
+      lines = replaced.empty() ? lines : replaced;
+    }
     const State before = state_;
     const std::size_t size = out_.size();
     if (!writeClean(lines)) {

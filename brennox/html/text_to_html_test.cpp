@@ -106,6 +106,22 @@ TEST(TextToHtml, LengthChangesNothing) {
   }
 }
 
+// A tree builder replaces them; what is read has to be what was written.
+TEST(TextToHtml, NoncharactersAreReplaced) {
+  for (const char* const none : {"\xEF\xBF\xBE", "\xEF\xBF\xBF", "\xEF\xB7\x90", "\xEF\xB7\xAF",
+                                 "\xF0\x9F\xBF\xBE", "\xF4\x8F\xBF\xBF"}) {
+    EXPECT_EQ(inner(std::string("a") + none + "b"),
+              "a\xEF\xBF\xBD"
+              "b")
+        << none;
+    EXPECT_EQ(inner(std::string(none) + none), "\xEF\xBF\xBD\xEF\xBF\xBD") << none;
+  }
+  for (const char* const letter : {"\xEF\xB7\x8F", "\xEF\xB7\xB0", "\xEF\xBF\xBD", "\xE1\xBF\xBE",
+                                   "\xF0\x9F\x98\x80", "\xEF\xBC\x8C", "\xF0\x9E\xBF\xBF"}) {
+    EXPECT_EQ(inner(letter), letter);
+  }
+}
+
 TEST(TextToHtml, NothingIsLeftOfABlankEnd) {
   for (const char* const end : {"\n", " \n \r\n", "\x01\n", "\xC2\x85", "\n\xC2\x9F\x7F\r", " "}) {
     EXPECT_EQ(inner(std::string("a\t") + end), "a\t") << end;
