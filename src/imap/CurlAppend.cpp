@@ -105,6 +105,8 @@ bool AllFitOnOneLine(brennox::IMAPSession& session, const std::string& folder) {
 // result.
 CURLcode Append(brennox::IMAPSession& session, const std::string& folder, brennox::Data& message,
                 std::uint32_t* uid, ErrorCode* error) {
+  // Outlives the handle that writes to it.
+  std::string answer;
   const EasyHandle handle(cpcurl::easy_init());
   if (!handle) {
     throw std::runtime_error("Eror append message: unable to initialize CURL");
@@ -140,7 +142,6 @@ CURLcode Append(brennox::IMAPSession& session, const std::string& folder, brenno
   cpcurl::easy_setopt(handle.get(), CURLOPT_READDATA, &source);
   cpcurl::easy_setopt(handle.get(), CURLOPT_UPLOAD, 1);
   cpcurl::easy_setopt(handle.get(), CURLOPT_INFILESIZE, message.length());
-  std::string answer;
   cpcurl::easy_setopt(handle.get(), CURLOPT_HEADERFUNCTION, KeepAnswer);
   cpcurl::easy_setopt(handle.get(), CURLOPT_HEADERDATA, &answer);
   BoundSilence(handle.get(), session.timeout());
