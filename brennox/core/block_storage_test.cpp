@@ -39,6 +39,24 @@ TEST_F(BlockStorageTest, KeepsOnlyLargeStorage) {
   freeStorage(allocateStorage(0));
 }
 
+TEST_F(BlockStorageTest, EndsWithALargePageThatItNearlyFills) {
+  constexpr struct {
+    std::size_t size;
+    std::size_t capacity;
+  } kRows[] = {
+      {kMiB, kMiB},           {kMiB * 8 / 5, kMiB * 26 / 16},       {kMiB * 13 / 8, 2 * kMiB},
+      {4 * kMiB, 4 * kMiB},   {4 * kMiB + 1, 4 * kMiB + kMiB / 16}, {5 * kMiB, 6 * kMiB},
+      {25 * kMiB, 26 * kMiB},
+  };
+  for (const auto& row : kRows) {
+    const BlockStorage storage = allocateStorage(row.size);
+    EXPECT_EQ(storage.capacity, row.capacity) << row.size;
+    std::memset(storage.bytes, 1, storage.capacity);
+    freeStorage(storage);
+    releaseAll();
+  }
+}
+
 TEST_F(BlockStorageTest, GivesWhatFitsBest) {
   const BlockStorage five = allocateStorage(5 * kMiB);
   const BlockStorage four = allocateStorage(4 * kMiB + 5);
