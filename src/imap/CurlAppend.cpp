@@ -32,25 +32,6 @@ bool StaysAsItIs(char c) {
          c == '-' || c == '/';
 }
 
-ErrorCode ErrorOf(CURLcode result) {
-  switch (result) {
-    case CURLE_OK:
-      return brennox::ErrorNone;
-    case CURLE_UPLOAD_FAILED:
-    case CURLE_OPERATION_TIMEDOUT:
-      return brennox::ErrorAppend;
-    case CURLE_SSL_CERTPROBLEM:
-    case CURLE_PEER_FAILED_VERIFICATION:
-    case CURLE_SSL_CACERT_BADFILE:
-    case CURLE_SSL_INVALIDCERTSTATUS:
-      return brennox::ErrorCertificate;
-    case CURLE_LOGIN_DENIED:
-      return brennox::ErrorAuthentication;
-    default:
-      return brennox::ErrorConnection;
-  }
-}
-
 void SetCredentials(cpcurl::Easy* handle, brennox::IMAPSession& session) {
   const brennox::String* const username = session.username();
   if (static_cast<int>(session.authType()) == kBearer && !textOf(session.OAuth2Token()).empty()) {
@@ -125,16 +106,13 @@ CURLcode Append(brennox::IMAPSession& session, const std::string& folder, brenno
     return CURLE_OK;
   }
   const std::uint32_t next = session.uidNext();
-  char number[2048];
-  std::snprintf(number, sizeof number, "%u", next);
 
   const std::string_view host = textOf(session.hostname());
   // The text is fixed as it stands; scripts match on it.
   if (host.empty()) {
     throw std::runtime_error("Eror append message: hostname is not specified!");
   }
-  const std::string place = std::string(host) + "/" + EncodedFolderName(folder) + "/;UID=" + number;
-  ApplyCurlUrl(place, session.connectionType(), "imap", handle.get());
+  ApplyCurlUrl(AppendPlace(host, folder, next), session.connectionType(), "imap", handle.get());
   cpcurl::easy_setopt(handle.get(), CURLOPT_PORT, session.port());
 
   TransferSource source = {message.bytes(), message.length(), 0};
@@ -150,7 +128,7 @@ CURLcode Append(brennox::IMAPSession& session, const std::string& folder, brenno
     cpcurl::easy_setopt(handle.get(), cpcurl::kOptionStrictGost, 1);
   }
   const CURLcode result = cpcurl::easy_perform(handle.get());
-  *error = ErrorOf(result);
+  *error = ErrorOfAppend(result);
   if (result == CURLE_OK) {
     // Where the server tells it, no message that came in between makes it wrong.
     const std::uint32_t told = session.appended(name, answer.c_str());
@@ -176,6 +154,29 @@ std::string EncodedFolderName(const std::string& folder) {
     encoded.append(escape);
   }
   return encoded;
+}
+
+std::string AppendPlace(std::string_view host, const std::string& folder, std::uint32_t uid) {
+  return std::string(host) + "/" + EncodedFolderName(folder) + "/;UID=" + std::to_string(uid);
+}
+
+ErrorCode ErrorOfAppend(CURLcode result) {
+  switch (result) {
+    case CURLE_OK:
+      return brennox::ErrorNone;
+    case CURLE_UPLOAD_FAILED:
+    case CURLE_OPERATION_TIMEDOUT:
+      return brennox::ErrorAppend;
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_INVALIDCERTSTATUS:
+      return brennox::ErrorCertificate;
+    case CURLE_LOGIN_DENIED:
+      return brennox::ErrorAuthentication;
+    default:
+      return brennox::ErrorConnection;
+  }
 }
 
 brennox::ErrorCode CurlAppend(brennox::IMAPSession& session, const std::string& folder,

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <brennox/ErrorCode.h>
+#include <cpcurl.h>
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace brennox {
 class Data;
@@ -30,5 +32,12 @@ brennox::ErrorCode CurlAppend(brennox::IMAPSession& session, const std::string& 
 // "%%%02X" of a signed char, so that bytes from 0x80 carry their sign (0xD0 is %FFFFFFD0). Servers
 // know folders by names in this form.
 std::string EncodedFolderName(const std::string& folder);
+
+// What stands behind the scheme in the URL of an upload: the host, the folder and the UID that the
+// message is going to get.
+std::string AppendPlace(std::string_view host, const std::string& folder, std::uint32_t uid);
+
+// The error code that a result of curl's stands for, the last time-out included.
+brennox::ErrorCode ErrorOfAppend(CURLcode result);
 
 }  // namespace velkor

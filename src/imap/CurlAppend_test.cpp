@@ -4,11 +4,13 @@
 #include <brennox/Data.h>
 #include <brennox/IMAPSession.h>
 #include <brennox/String.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <map>
 #include <thread>
 
 #include "support/LineServer.h"
@@ -18,6 +20,10 @@ namespace {
 
 using brennox::ErrorCode;
 using brennox::String;
+using testing::Contains;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
 
 // The library's session without a connection: selecting succeeds or fails as it is told.
 class FakeSession : public brennox::IMAPSession {
@@ -98,6 +104,26 @@ TEST(FolderName, IsPercentEncodedByteByByte) {
   };
   for (const auto& row : rows) {
     EXPECT_EQ(EncodedFolderName(row.name), row.encoded);
+  }
+}
+
+TEST(AppendPlace, NamesHostFolderAndUid) {
+  EXPECT_EQ(AppendPlace("mail.example.test", "Sent Items", 4294967295U),
+            "mail.example.test/Sent%20Items/;UID=4294967295");
+  EXPECT_EQ(AppendPlace("127.0.0.1", "a/b&-\xD0", 7), "127.0.0.1/a/b&-%FFFFFFD0/;UID=7");
+}
+
+TEST(ErrorOfAppend, FollowsFromTheResult) {
+  const std::map<int, ErrorCode> codes = {
+      {0, brennox::ErrorNone},         {25, brennox::ErrorAppend},
+      {28, brennox::ErrorAppend},      {58, brennox::ErrorCertificate},
+      {60, brennox::ErrorCertificate}, {67, brennox::ErrorAuthentication},
+      {77, brennox::ErrorCertificate}, {91, brennox::ErrorCertificate}};
+  for (int result = 0; result < 200; ++result) {
+    const auto known = codes.find(result);
+    EXPECT_EQ(ErrorOfAppend(static_cast<CURLcode>(result)),
+              known == codes.end() ? brennox::ErrorConnection : known->second)
+        << "result " << result;
   }
 }
 
@@ -192,6 +218,10 @@ TEST_F(CurlAppendTest, AMissingHostNameIsThrown) {
       EXPECT_STREQ(failure.what(), "Eror append message: hostname is not specified!");
     }
   }
+  // Selecting comes first, and its failure is the result then.
+  EXPECT_EQ(session->selected.size(), 2U);
+  session->selectError = brennox::ErrorConnection;
+  EXPECT_EQ(Append("INBOX"), brennox::ErrorConnection);
 }
 
 TEST_F(CurlAppendTest, TimesOutThreeTimesAndGivesUp) {
@@ -287,6 +317,22 @@ TEST_F(CurlAppendTest, Number64WithoutATokenSendsNameAndPassword) {
   session->setOAuth2Token(String::stringWithUTF8Characters(""));
   EXPECT_EQ(Append("INBOX"), brennox::ErrorNone);
   EXPECT_TRUE(server.saw("AUTHENTICATE PLAIN AHVzZXIAc2VjcmV0"));
+}
+
+TEST_F(CurlAppendTest, OnlyTheCredentialsThatAreThereAreSent) {
+  const LineServer server(TakeAppend);
+  Use(server);
+  // The name with an empty password.
+  session->setPassword(nullptr);
+  EXPECT_EQ(Append("INBOX"), brennox::ErrorNone);
+  EXPECT_THAT(server.lines(), Contains(EndsWith("AUTHENTICATE PLAIN AHVzZXIA")));
+  const LineServer other(TakeAppend);
+  Use(other);
+  session->setUsername(nullptr);
+  EXPECT_EQ(Append("INBOX"), brennox::ErrorNone);
+  EXPECT_THAT(other.lines(), Contains(HasSubstr("APPEND")));
+  EXPECT_THAT(other.lines(), Not(Contains(HasSubstr("AUTHENTICATE"))));
+  EXPECT_THAT(other.lines(), Not(Contains(HasSubstr("LOGIN"))));
 }
 
 TEST_F(CurlAppendTest, LineBreaksAreRefused) {
