@@ -2,12 +2,15 @@
 'use strict';
 
 const assert = require('node:assert/strict');
-const { execFileSync } = require('node:child_process');
+const { execFile, execFileSync } = require('node:child_process');
 const fs = require('node:fs');
+const net = require('node:net');
+const os = require('node:os');
 const path = require('node:path');
 const test = require('node:test');
 
 const { Data, IMAPSession } = require('../module/load.js');
+const { makeCertificates } = require('./certificates.js');
 const { reasonToSkip, startServers } = require('./harness.js');
 const { startScripted } = require('./scripted.js');
 const { mail, trusting } = require('./smtp.helpers.js');
@@ -167,7 +170,7 @@ test('a refused upload throws 16', async () => {
   const server = await startScripted([imapServer('$1 NO [OVERQUOTA] full\r\n')]);
   try {
     assert.throws(() => sessionTo(server.port).appendMessage('INBOX', new Data(Buffer.from('x\r\n')), 0), { name: 'Error', message: '16' });
-    await assert.rejects(append(sessionTo(server.port), 'INBOX', 'x\r\n'));
+    await assert.rejects(append(sessionTo(server.port), 'INBOX', 'x\r\n'), { name: 'Error', message: 'Error code: 16' });
   } finally {
     await server.stop();
   }
@@ -179,5 +182,58 @@ test('a connection that ends during the upload throws and never reports a UID', 
     assert.throws(() => sessionTo(server.port).appendMessage('INBOX', new Data(Buffer.alloc(4 << 20, 'x')), 0), /^Error: \d+$/);
   } finally {
     await server.stop();
+  }
+});
+
+test('the upload looks at the certificate by itself', { skip: reasonToSkip({ badtls: true }) }, async (t) => {
+  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'brennox-append-'));
+  t.after(() => fs.rmSync(folder, { recursive: true }));
+  makeCertificates(folder);
+  const startTls = async (name) => {
+    const server = await startScripted([imapServer(kTakes)],
+      { tls: 'implicit', certificate: { key: path.join(folder, `${name}.key`), cert: path.join(folder, `${name}.pem`) } });
+    t.after(() => server.stop());
+    return server;
+  };
+  const [good, wrong, own] = [await startTls('server'), await startTls('wronghost'), await startTls('selfsigned')];
+
+  // Uploads in a process that trusts the authority: the session's connection goes to one server, the upload's to another.
+  const upload = async (first, later, checkCertificateEnabled) => {
+    let count = 0;
+    const both = net.createServer((client) => {
+      const upstream = net.connect((count++ === 0 ? first : later).port, '127.0.0.1');
+      client.pipe(upstream).pipe(client);
+      for (const socket of [client, upstream]) socket.on('error', () => [client, upstream].forEach((one) => one.destroy()));
+    });
+    await new Promise((resolve) => both.listen(0, '127.0.0.1', resolve));
+    const script = `
+      const { Data, IMAPSession } = require(${JSON.stringify(path.join(__dirname, '../module/load.js'))});
+      const session = Object.assign(new IMAPSession(), { hostname: '127.0.0.1', port: ${both.address().port}, connectionType: 4,
+        username: 'a', password: 'b', checkCertificateEnabled: ${checkCertificateEnabled} });
+      const results = [];
+      try { results.push(session.appendMessage('INBOX', new Data(Buffer.from('x\\r\\n')), 0)); }
+      catch (error) { results.push(error.message); }
+      session.appendMessageAsync('INBOX', new Data(Buffer.from('x\\r\\n')), 0, (error, uid) => {
+        results.push(error ? error.message : uid);
+        console.log(JSON.stringify(results));
+        process.exit(0);
+      });`;
+    const [command, ...args] = [...trusting(path.join(folder, 'bundle.pem')), process.execPath, '-e', script];
+    try {
+      return JSON.parse(await new Promise((resolve, reject) => {
+        execFile(command, args, (error, stdout, stderr) => (error ? reject(new Error(stderr)) : resolve(stdout)));
+      }));
+    } finally {
+      both.close();
+    }
+  };
+
+  for (const [name, first, later, isChecked, expected] of [
+    ['a good certificate', good, good, true, [7, 7]],
+    ["another host's is refused", good, wrong, true, ['4', 'Error code: 4']],
+    ["another host's is taken where certificates are not checked", wrong, wrong, false, [7, 7]],
+    ["an unknown issuer's is refused even there", own, own, false, ['4', 'Error code: 4']],
+  ]) {
+    await t.test(name, async () => assert.deepEqual(await upload(first, later, isChecked), expected));
   }
 });

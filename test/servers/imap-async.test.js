@@ -75,6 +75,25 @@ test('the probe on a real server', { skip: reasonToSkip({ dovecot: true }) }, as
   });
 });
 
+test('the probe asks for all that is known about every message of the inbox', async () => {
+  const row = (command, untagged) => [new RegExp(`^([^ ]+) ${command}.*\\r\\n`), `${untagged}$1 OK done\r\n`];
+  const server = await startScripted([['* OK [CAPABILITY IMAP4rev1 AUTH=PLAIN SASL-IR] ready\r\n', { serve: [
+    row('CAPABILITY', '* CAPABILITY IMAP4rev1 AUTH=PLAIN SASL-IR\r\n'), row('SELECT', '* 1 EXISTS\r\n'), row('UID FETCH', '* 1 FETCH (UID 7)\r\n'), row('', ''),
+  ], forever: true }]]);
+  try {
+    const { stdout, stderr } = await run(`console.log(${probe({ hostname: '127.0.0.1', port: server.port, connectionType: 1, username: 'a', password: 'b' })});`);
+    assert.equal(stdout, '0\n');
+    assert.match(stderr, /:201: callback <\S+> \[<IMAPMessage: uid 7 .*>\] <\S+>\n$/);
+    const lines = (await server.connections()).flatMap((connection) => connection.lines).map((line) => line.slice(line.indexOf(' ') + 1));
+    assert.deepEqual(lines.filter((line) => /^(SELECT|EXAMINE|UID|FETCH)/.test(line)), [
+      'SELECT INBOX',
+      'UID FETCH 1:* (UID FLAGS INTERNALDATE RFC822.SIZE ENVELOPE BODYSTRUCTURE BODY.PEEK[HEADER.FIELDS (SUBJECT)])',
+    ]);
+  } finally {
+    await server.stop();
+  }
+});
+
 test('without a host the probe ends at once with an empty result', async () => {
   const { stdout, stderr, took } = await run(`console.log(${probe({})});`);
   assert.equal(stdout, '0\n');
