@@ -17,7 +17,7 @@ inline constexpr std::size_t kLargeBlock = std::size_t{1} << 20;
 
 // The kept storage never exceeds this in all. A block leaves at most a quarter of its own size
 // unused, or, in a piece of the kept storage, less than 3 MiB.
-inline constexpr std::size_t kKeptStorage = std::size_t{64} << 20;
+inline constexpr std::size_t kKeptStorage = std::size_t{96} << 20;
 
 // Uninitialised storage of at least `size` bytes; bytes are null when there is none. From any
 // thread.
