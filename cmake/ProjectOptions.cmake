@@ -4,6 +4,14 @@ target_compile_features(project_options INTERFACE cxx_std_20)
 target_compile_options(project_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wcast-qual
   -Wnon-virtual-dtor -Woverloaded-virtual -Wundef -Wformat=2 -Wimplicit-fallthrough)
+if(WIN32)
+  target_compile_definitions(project_options INTERFACE
+    WIN32_LEAN_AND_MEAN NOMINMAX UNICODE _UNICODE _WIN32_WINNT=0x0A00
+    U_STATIC_IMPLEMENTATION  # ICU is linked in, as all libraries are
+    __USE_MINGW_ANSI_STDIO=1)
+  # The compiler's own libraries are not on any Windows.
+  target_link_options(project_options INTERFACE -static)
+endif()
 if(BRENNOX_WERROR)
   target_compile_options(project_options INTERFACE -Werror)
 endif()

@@ -2,18 +2,15 @@
 #include <brennox/Ref.h>
 #include <brennox/RunLoop.h>
 
-#include <condition_variable>
-#include <deque>
-#include <mutex>
+#include "platform/thread_queue.h"
 
 namespace brennox {
 
 struct RunLoop::State {
-  std::mutex lock;
-  std::condition_variable posted;
-  // Both guarded by `lock`.
-  std::deque<std::function<void()>> work;
-  bool closed = false;
+  platform::ThreadQueue queue{[](const std::function<void()>& work) {
+    const AutoreleasePool pool;
+    work();
+  }};
 };
 
 // Closes the loop when its thread ends; operations may hold it for longer.
@@ -31,41 +28,15 @@ RunLoop* RunLoop::current() {
 }
 
 bool RunLoop::post(std::function<void()> work) {
-  {
-    const std::lock_guard<std::mutex> guard(state_->lock);
-    if (state_->closed) {
-      return false;
-    }
-    state_->work.push_back(std::move(work));
-  }
-  state_->posted.notify_one();
-  return true;
+  return state_->queue.post(std::move(work));
 }
 
 void RunLoop::runUntil(const std::function<bool()>& done, std::chrono::milliseconds interval) {
-  while (!done()) {
-    std::function<void()> work;
-    {
-      std::unique_lock<std::mutex> guard(state_->lock);
-      if (!state_->posted.wait_for(guard, interval, [this] { return !state_->work.empty(); })) {
-        continue;
-      }
-      work = std::move(state_->work.front());
-      state_->work.pop_front();
-    }
-    const AutoreleasePool pool;
-    work();
-  }
+  state_->queue.runUntil(done, interval);
 }
 
 void RunLoop::close() {
-  // Dropped outside the lock: releasing what the work holds may run anything.
-  std::deque<std::function<void()>> dropped;
-  {
-    const std::lock_guard<std::mutex> guard(state_->lock);
-    state_->closed = true;
-    dropped.swap(state_->work);
-  }
+  state_->queue.close();
 }
 
 }  // namespace brennox

@@ -59,6 +59,8 @@ TEST_F(BlockStorageTest, EndsWithALargePageThatItNearlyFills) {
 
 TEST_F(BlockStorageTest, GivesWhatFitsBest) {
   const BlockStorage five = allocateStorage(5 * kMiB);
+  // Neighbours would become one piece.
+  const BlockStorage between = allocateStorage(kMiB);
   const BlockStorage four = allocateStorage(4 * kMiB + 5);
   freeStorage(four);
   freeStorage(five);
@@ -66,6 +68,7 @@ TEST_F(BlockStorageTest, GivesWhatFitsBest) {
   EXPECT_EQ(again.bytes, four.bytes);
   EXPECT_EQ(again.capacity, four.capacity);
   EXPECT_EQ(keptStorage(), five.capacity);
+  freeStorage(between);
   freeStorage(again);
 }
 

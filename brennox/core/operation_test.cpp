@@ -120,12 +120,6 @@ TEST(Operation, AThreadThatEndsBeforeItsOperationLosesTheNotificationOnly) {
   EXPECT_TRUE(recorder.finished.empty());
 }
 
-TEST(RunLoop, AsksAgainAtEachInterval) {
-  int asked = 0;
-  RunLoop::current()->runUntil([&] { return ++asked == 3; }, milliseconds(1));
-  EXPECT_EQ(asked, 3);
-}
-
 TEST(OperationQueue, SeveralThreadsStartOnOneQueue) {
   const auto queue = make<OperationQueue>();
   std::atomic<int> finished{0};

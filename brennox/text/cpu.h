@@ -1,8 +1,9 @@
 // Which vector code may run. The module has to load on any x86-64, so AVX2 is asked for at run
-// time.
+// time. For Windows, gcc saves vectors of 32 bytes to places on the stack that are aligned to 16 and
+// crashes on them.
 #pragma once
 
-#if defined(__x86_64__) && defined(__GNUC__)
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__MINGW32__)
 #define BRENNOX_AVX2 1
 #else
 #define BRENNOX_AVX2 0

@@ -11,7 +11,12 @@ namespace brennox {
 
 // Every thread has one, made when it is first asked for. What is posted runs on the owning thread,
 // in order, while that thread is inside runUntil(). When the thread ends, what is still queued is
-// dropped and later posts are refused. post() and isOwner() may be called from any thread.
+// dropped and later posts are refused. post() may be called from any thread.
+//
+// On Windows, work travels through the thread's message queue. It also runs while the thread
+// dispatches messages in a loop of its own (GetMessage, DispatchMessage), without runUntil(); an
+// exception of a piece of work ends the process there. runUntil() dispatches the thread's other
+// messages while it waits, and a WM_QUIT that it meets is in the queue again when it returns.
 class BRENNOX_EXPORT RunLoop : public Object {
  public:
   // Of the calling thread; borrowed, lives at least as long as the thread.
