@@ -7,7 +7,8 @@
  * Four rules hold for all classes:
  * - A value of the wrong type throws a `TypeError` and changes nothing.
  * - Methods without `Async` in their name block the calling thread until they are done; their twins
- *   run on the worker pool and call back error-first, on the calling thread.
+ *   run on the worker pool and call back error-first, on the calling thread. Wrong arguments of a twin throw at
+ *   once, and its callback is not called. An object lives as long as work of its runs.
  * - When a script ends the process or its worker thread by `process.exit()` or an uncaught exception, asynchronous
  *   work that is queued is dropped and work that waits for a server is interrupted. `worker.terminate()` tells nobody,
  *   and waits for such work as Node.js always does, and for blocking calls, until their time-out.
@@ -151,7 +152,10 @@ declare namespace velkor_brennox2 {
     username: string;
     /** The password of the account; never logged. */
     password: string;
-    /** On by default: an unknown issuer or another host's certificate is refused with error 4. */
+    /**
+     * On by default: an unknown issuer or another host's certificate is refused with error 4. `appendMessage` refuses
+     * an unknown issuer even when it is off.
+     */
     checkCertificateEnabled: boolean;
     /** The access token for OAuth 2 (`AuthType.XOAuth2`); never logged. */
     OAuth2Token: string;
@@ -182,7 +186,8 @@ declare namespace velkor_brennox2 {
     /**
      * Creates a folder with a special use (RFC 6154).
      * @param kind One of the special-use bits of `FolderFlag`.
-     * @returns 0, or an `ErrorCode`.
+     * @returns 0, or an `ErrorCode`: `InvalidArgument` for any other kind, `Create` where the server knows no special
+     * uses.
      */
     createSpecialFolder(name: string, kind: number): number;
     /** @returns 0, or an `ErrorCode`. */
@@ -216,7 +221,8 @@ declare namespace velkor_brennox2 {
       callback: Callback<number | undefined>,
     ): void;
     /**
-     * What the server knows about the messages from UID `start` (1) to `end` (the last), both included.
+     * What the server knows about the messages from UID `start` (1) to `end` (the last), both included: flags, header,
+     * structure, dates and sizes. An `end` below `start` is refused with error 26, `start - 1` is as none.
      * Throws an Error "Error code: N".
      */
     fetchMessagesByUID(folder: string, start?: number, end?: number): IMAPMessage[];
@@ -233,15 +239,16 @@ declare namespace velkor_brennox2 {
     ): void;
     /** The raw message; undefined when there is no such message. Throws an Error "Error code: N". */
     fetchMessageByUID(folder: string, uid: number): Data | undefined;
-    /** The asynchronous twin of `fetchMessageByUID`. */
-    fetchMessageByUIDAsync(folder: string, uid: number, callback: Callback<Data>): void;
+    /** The asynchronous twin of `fetchMessageByUID`; undefined when there is no such message. */
+    fetchMessageByUIDAsync(folder: string, uid: number, callback: Callback<Data | undefined>): void;
     /** As `fetchMessageByUID`, by sequence number. */
     fetchMessageByNumber(folder: string, sequenceNumber: number): Data | undefined;
     /** Whether the server can report vanished messages (RFC 7162). */
     isQResyncEnabled(): boolean;
     /**
      * What has changed since a modification sequence (RFC 7162), in the range from `start` (1) to `end` (the
-     * last UID). Throws an Error "Error code: N".
+     * last UID), which is read as that of `fetchMessagesByUID`; so is what is fetched of each message. Throws an Error
+     * "Error code: N".
      */
     syncMessagesByUID(folder: string, modSequence: number, start?: number, end?: number): IMAPSyncResult;
     /** As `syncMessagesByUID`, but always over all UIDs. */
@@ -263,7 +270,9 @@ declare namespace velkor_brennox2 {
      */
     copyMessages(folder: string, destination: string, start: number, length?: number): number;
     /**
-     * Uploads a message.
+     * Uploads a message, over a connection of its own once the session has selected the folder. It logs in with user
+     * name and password whatever `authType` says, but for 64, which sends `OAuth2Token` where that is set. In strict
+     * GOST mode it writes a line to standard error.
      * @param flags Not sent; the server's defaults apply.
      * @returns The UID of the new message. Throws an Error whose message is the bare error code.
      */
@@ -285,7 +294,7 @@ declare namespace velkor_brennox2 {
     constructor();
     /** In its wire form (modified UTF-7); "" when not set. */
     path: string;
-    /** One character; setting keeps the first byte of the text. */
+    /** One character, U+0000 for none; setting keeps the first byte of the text. */
     delimiter: string;
     /** Bits of `FolderFlag`. */
     flags: number;
@@ -555,7 +564,10 @@ declare namespace velkor_brennox2 {
     constructor();
     /** New objects at each read. */
     readonly modifiedOrAddedMessages: IMAPMessage[];
-    /** UIDs in ascending order. Empty where the server cannot tell. */
+    /**
+     * UIDs in ascending order. Empty where the server cannot tell. More than 2^24 are not believed and throw an Error
+     * "Too many vanished messages".
+     */
     readonly vanishedMessages: number[];
   }
 

@@ -3,12 +3,15 @@
 const test = require('node:test');
 const assert = require('node:assert');
 const net = require('node:net');
+const path = require('node:path');
 const brennox = require('./load.js');
 const { called } = require('./support.js');
 
 const { Data, IMAPSession } = brennox;
 const nothing = () => assert.fail('called back');
 const data = new Data(Buffer.from('message'));
+const foreign = {};
+require(path.join(process.env.BRENNOX_TEST_ADDONS, 'probe.node')).wrap(foreign);
 
 // Nothing listens on the port.
 function unreachable() {
@@ -107,7 +110,8 @@ const wrong = {
   copyMessages: [[[], kCount], [['a', 'b'], kCount], [['a', 1, 1], kWrong], [[1, 'b', 1], kWrong], [['a', 'b', '1'], kWrong], [['a', 'b', 1, '1'], kEnd],
     [['a', 'b', 1, null], kEnd], [['a', 'b', '1', '1'], kWrong]],
   appendMessage: [[[], kCount], [['a', data], kCount], [[1, data, 0], kWrong], [['a', Buffer.from('x'), 0], kWrong], [['a', 'x', 0], kWrong],
-    [['a', {}, 0], kWrong], [['a', new brennox.MessageHeader(), 0], kWrong], [['a', data, '0'], kWrong]],
+    [['a', {}, 0], kWrong], [['a', foreign, 0], kWrong], [['a', Object.create(data), 0], kWrong], [['a', null, 0], kWrong], [['a', undefined, 0], kWrong],
+    [['a', new brennox.MessageHeader(), 0], kWrong], [['a', data, '0'], kWrong]],
   appendMessageAsync: [[[], kCount], [['a', data, 0], kCount], [[1, data, 0, nothing], kWrong], [['a', {}, 0, nothing], kWrong], [['a', data, '0', nothing], kWrong],
     [['a', data, 0, 5], kWrong]],
   expunge: [[[], kWrong], [[1], kWrong]],

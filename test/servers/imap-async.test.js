@@ -84,6 +84,7 @@ test('the probe asks for all that is known about every message of the inbox', as
     const { stdout, stderr } = await run(`console.log(${probe({ hostname: '127.0.0.1', port: server.port, connectionType: 1, username: 'a', password: 'b' })});`);
     assert.equal(stdout, '0\n');
     assert.match(stderr, /:201: callback <\S+> \[<IMAPMessage: uid 7 .*>\] <\S+>\n$/);
+    assert.equal(stderr.match(/^/gm).length - 1, stderr.match(/^src\/imap\/WIMAPAsyncSession:/gm).length, stderr);
     const lines = (await server.connections()).flatMap((connection) => connection.lines).map((line) => line.slice(line.indexOf(' ') + 1));
     assert.deepEqual(lines.filter((line) => /^(SELECT|EXAMINE|UID|FETCH)/.test(line)), [
       'SELECT INBOX',

@@ -2,6 +2,7 @@
 'use strict';
 
 const assert = require('node:assert/strict');
+const { spawnSync } = require('node:child_process');
 const crypto = require('node:crypto');
 const fs = require('node:fs');
 const path = require('node:path');
@@ -96,6 +97,27 @@ test('POP3 on a real server', { skip: reasonToSkip({ dovecot: true, old: true })
     dropped.disconnect();
     assert.equal(sessionFor(servers, kUser).fetchMessages().length, 2);
     assert.ok(!messagesInInbox(servers, kUser).some((bytes) => bytes.includes('Subject: Message 1\r\n')));
+  });
+
+  await t.test('a script that ends without disconnect has deleted nothing', () => {
+    const count = () => {
+      const session = sessionFor(servers, kUser);
+      const { length } = session.fetchMessages();
+      session.disconnect();
+      return length;
+    };
+    const before = count();
+    for (const end of ['', 'process.exit(0);', 'process.kill(process.pid, "SIGKILL");']) {
+      const script = `
+        const { POPSession } = require(${JSON.stringify(require.resolve('../module/load.js'))});
+        const session = Object.assign(new POPSession(), ${JSON.stringify({
+          hostname: '127.0.0.1', port: servers.ports.pop3, username: kUser, password: servers.users[kUser], connectionType: ConnectionType.Clear,
+        })});
+        process.stdout.write(String(session.deleteMessage(1)));
+        ${end}`;
+      assert.equal(spawnSync(process.execPath, ['-e', script], { encoding: 'utf8' }).stdout, '0');
+      assert.equal(count(), before, end);
+    }
   });
 
   await t.test('an entry of an old listing never touches another message', () => {

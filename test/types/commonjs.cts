@@ -32,6 +32,9 @@ const imap = new brennox.IMAPSession();
 imap.fetchMessagesByUIDAsync('INBOX', (error, messages) => void [error, messages[0]?.uid]);
 imap.fetchMessagesByUIDAsync('INBOX', 5, undefined, (error, messages) => void [error, messages]);
 const raw: brennox.Data | undefined = imap.fetchMessageByUID('INBOX', 1);
+imap.fetchMessageByUIDAsync('INBOX', 1, (error, message) => void [error, message?.length()]);
+// @ts-expect-error there may be no such message
+imap.fetchMessageByUIDAsync('INBOX', 1, (error, message) => void [error, message.length()]);
 const folders: brennox.IMAPFolder[] = imap.fetchAllFolders();
 const readable: string[] = folders.map((folder) => constants.decodeFolderPath(folder.path));
 // @ts-expect-error flags are a number
