@@ -11,6 +11,7 @@
 #include <functional>
 #include <string>
 #include <type_traits>
+#include <unordered_set>
 #include <vector>
 
 #include "main/Arguments.h"
@@ -75,15 +76,13 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
     if (IsLast(value)) {
       return static_cast<Self*>(last_);
     }
-    bool isTagged = false;
-    void* self = nullptr;
-    if (!value.IsObject() ||
-        napi_check_object_type_tag(value.Env(), value, &kTag, &isTagged) != napi_ok || !isTagged ||
-        napi_unwrap(value.Env(), value, &self) != napi_ok) {
+    void* wrapped = nullptr;
+    if (napi_unwrap(value.Env(), value, &wrapped) != napi_ok || live_.count(wrapped) == 0) {
       return nullptr;
     }
-    last_ = static_cast<Self*>(self);
-    return static_cast<Self*>(self);
+    auto* const self = static_cast<Self*>(wrapped);
+    last_ = self;
+    return self;
   }
 
   // The native part of a value that has to be a `Self`. Primitive values are coerced to objects;
@@ -106,13 +105,12 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
   using Napi::ObjectWrap<Self>::InstanceMethod;
 
   explicit ScriptClass(const Napi::CallbackInfo& info) : Napi::ObjectWrap<Self>(info) {
-    if (napi_type_tag_object(info.Env(), info.This(), &kTag) != napi_ok) {
-      throw Napi::Error::New(info.Env());
-    }
+    live_.insert(static_cast<Self*>(this));
     last_ = this;
   }
 
   ~ScriptClass() override {
+    live_.erase(static_cast<Self*>(this));
     if (last_ == this) {
       last_ = nullptr;
     }
@@ -169,15 +167,14 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
   }
 
  private:
-  // Tells the objects of our classes from each other's, from other addons' and from those of
-  // another copy of this module in the process, which may be of another version: nothing else has
-  // this address.
-  static inline const char kTagPlace = 0;
-  static inline const napi_type_tag kTag = {0x76656c6b6f725f32U,
-                                            reinterpret_cast<std::uintptr_t>(&kTagPlace)};
+  // The native parts that are alive on this thread. What an object carries is looked up here before
+  // it is used: objects of our other classes, of other addons and of another copy of this module in
+  // the process carry something else. A tag on each object would say the same, and making and
+  // reading it takes the engine longer than all the rest that it does for an object.
+  static inline thread_local std::unordered_set<const void*> live_;
 
-  // Scripts read many members of one object in a row, and a look at its tag costs more than most
-  // getters. The very object whose tag was looked at last on this thread needs no second look.
+  // Scripts read many members of one object in a row, and a look at what it carries costs more than
+  // most getters. The very object that was looked at last on this thread needs no second look.
   static bool IsLast(Napi::Value value) {
     napi_value object = nullptr;
     bool isSame = false;
