@@ -16,6 +16,7 @@ const settle = async () => {
 };
 const skip = /asan/.test(process.env.LD_PRELOAD ?? '') && 'the sanitizer keeps freed memory';
 const kMiB = 1 << 20;
+const kText = 'x'.repeat(kMiB);
 
 // By how much the process grows with a round of work, in MiB, once it has warmed up.
 async function growthOf(round) {
@@ -35,10 +36,9 @@ for (const [name, property, livesOn] of [
   ['IMAPFolder', 'path', false],
 ]) {
   test(`${name}: what it holds ${livesOn ? 'lives on' : 'goes with it'}`, { skip }, async () => {
-    const text = 'x'.repeat(kMiB);
     const growth = await growthOf(async () => {
       for (let i = 0; i < 40; ++i) {
-        new brennox[name]()[property] = text;
+        new brennox[name]()[property] = kText;
         if (i % 10 === 9) await settle();
       }
       await settle();
@@ -69,3 +69,57 @@ for (const [name, livesOn] of [
     assert.ok(livesOn ? growth > 9 : growth < 6, `${growth} MiB`);
   });
 }
+
+// Every call works inside a pool of its own, which gives back what it made on the way.
+const kData = new brennox.Data(Buffer.from('x'));
+const kCalls = [
+  ['renameFolder', kText, kText], ['createFolder', kText], ['createSpecialFolder', kText, 32], ['deleteFolder', kText], ['subscribeFolder', kText],
+  ['unsubscribeFolder', kText], ['folderStatus', kText], ['moveMessages', kText, 1, kText], ['fetchMessagesByUID', kText], ['fetchMessageByUID', kText, 1],
+  ['fetchMessageByNumber', kText, 1], ['syncMessagesByUID', kText, 1], ['storeFlagsByUID', kText, 1, 0, 1], ['storeFlagsByNumber', kText, 1, 0, 1],
+  ['copyMessages', kText, kText, 1], ['appendMessage', kText, kData, 0], ['expunge', kText],
+];
+for (const [method, ...args] of kCalls) {
+  test(`IMAPSession.${method}: gives back what it took, and so does its twin`, { skip }, async () => {
+    const session = Object.assign(new brennox.IMAPSession(), { hostname: '127.0.0.1', port: 1, connectionType: 1 });
+    const works = [() => {
+      try {
+        session[method](...args);
+      } catch (error) {
+        assert.match(error.message, /1$/);
+      }
+    }];
+    if (typeof session[`${method}Async`] === 'function') {
+      works.push(() => new Promise((resolve) => { session[`${method}Async`](...args, resolve); }));
+    }
+    for (const work of works) {
+      const growth = await growthOf(async () => {
+        for (let i = 0; i < 20; ++i) await work();
+        await settle();
+      });
+      assert.ok(growth < 8, `${growth} MiB`);
+    }
+  });
+}
+
+test('settings give back what they held', { skip }, async () => {
+  for (const [Class, names] of [
+    [brennox.IMAPSession, ['hostname', 'username', 'password', 'OAuth2Token']],
+    [brennox.IMAPAsyncSession, ['hostname', 'username', 'password', 'OAuth2Token']],
+    [brennox.POPSession, ['hostname', 'username', 'password']],
+    [brennox.POPMessageInfo, ['uid', 'UID']],
+    [brennox.IMAPFolder, ['path']],
+  ]) {
+    const object = new Class();
+    for (const name of names) {
+      const growth = await growthOf(async () => {
+        for (let i = 0; i < 20; ++i) {
+          object[name] = kText;
+          assert.strictEqual(object[name].length, kMiB);
+        }
+        await settle();
+      });
+      assert.ok(growth < 8, `${Class.name}.${name}: ${growth} MiB`);
+      object[name] = '';
+    }
+  }
+});
