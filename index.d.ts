@@ -200,11 +200,11 @@ declare namespace velkor_brennox2 {
     fetchSubscribedFolders(): IMAPFolder[];
     /** All folders of the account. Throws an Error "Error code: N". */
     fetchAllFolders(): IMAPFolder[];
-    /** The asynchronous twin of `fetchAllFolders`. */
+    /** The asynchronous twin of `fetchAllFolders`; a failure is an Error "Error code: N". */
     fetchAllFoldersAsync(callback: Callback<IMAPFolder[]>): void;
     /** The counts of one folder, without selecting it. Throws an Error "Error code: N". */
     folderStatus(folder: string): IMAPFolderStatus;
-    /** The asynchronous twin of `folderStatus`. */
+    /** The asynchronous twin of `folderStatus`; a failure is an Error "Folder status is NULL. Error code: N". */
     folderStatusAsync(folder: string, callback: Callback<IMAPFolderStatus>): void;
 
     /**
@@ -226,7 +226,10 @@ declare namespace velkor_brennox2 {
      * Throws an Error "Error code: N".
      */
     fetchMessagesByUID(folder: string, start?: number, end?: number): IMAPMessage[];
-    /** The asynchronous twin of `fetchMessagesByUID`; the callback comes last. */
+    /**
+     * The asynchronous twin of `fetchMessagesByUID`; the callback comes last. A failure is an Error "Fetched messages
+     * array is NULL. Error code: N".
+     */
     fetchMessagesByUIDAsync(folder: string, callback: Callback<IMAPMessage[]>): void;
     /** The asynchronous twin of `fetchMessagesByUID`; the callback comes last. */
     fetchMessagesByUIDAsync(folder: string, start: number | undefined, callback: Callback<IMAPMessage[]>): void;
@@ -239,7 +242,10 @@ declare namespace velkor_brennox2 {
     ): void;
     /** The raw message; undefined when there is no such message. Throws an Error "Error code: N". */
     fetchMessageByUID(folder: string, uid: number): Data | undefined;
-    /** The asynchronous twin of `fetchMessageByUID`; undefined when there is no such message. */
+    /**
+     * The asynchronous twin of `fetchMessageByUID`: undefined when there is no such message; a failure is an Error
+     * "Error code: N".
+     */
     fetchMessageByUIDAsync(folder: string, uid: number, callback: Callback<Data | undefined>): void;
     /** As `fetchMessageByUID`, by sequence number. */
     fetchMessageByNumber(folder: string, sequenceNumber: number): Data | undefined;
@@ -251,7 +257,7 @@ declare namespace velkor_brennox2 {
      * "Error code: N".
      */
     syncMessagesByUID(folder: string, modSequence: number, start?: number, end?: number): IMAPSyncResult;
-    /** As `syncMessagesByUID`, but always over all UIDs. */
+    /** As `syncMessagesByUID`, but always over all UIDs; a failure is an Error "Error code: N". */
     syncMessagesByUIDAsync(folder: string, modSequence: number, callback: Callback<IMAPSyncResult>): void;
     /**
      * @param kind One of `StoreFlagsKind`: 0 add, 1 remove, 2 set.
@@ -274,10 +280,14 @@ declare namespace velkor_brennox2 {
      * name and password whatever `authType` says, but for 64, which sends `OAuth2Token` where that is set. In strict
      * GOST mode it writes a line to standard error.
      * @param flags Not sent; the server's defaults apply.
-     * @returns The UID of the new message. Throws an Error whose message is the bare error code.
+     * @returns The UID of the new message. Throws an Error whose message is the bare error code, or "Eror append message:
+     * hostname is not specified!" when the host name has gone from a session that is connected.
      */
     appendMessage(folder: string, message: Data, flags: number): number;
-    /** The asynchronous twin of `appendMessage`; a failure is an Error "Error code: N". */
+    /**
+     * The asynchronous twin of `appendMessage`; a failure is an Error "Error code: N", or "Unknown error while fetching
+     * messages" when the host name has gone.
+     */
     appendMessageAsync(folder: string, message: Data, flags: number, callback: Callback<number>): void;
     /** Removes the messages flagged as deleted. @returns 0, or an `ErrorCode`. */
     expunge(folder: string): number;
