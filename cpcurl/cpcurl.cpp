@@ -1,9 +1,6 @@
 #include "cpcurl.h"
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <openssl/ssl.h>
-#include <sys/socket.h>
 
 #include <algorithm>
 #include <cstring>
@@ -14,6 +11,7 @@
 #include <utility>
 
 #include "gost_engine.h"
+#include "quick_ack.h"
 #include "session_cache.h"
 #include "strict_gost.h"
 #include "trust_store.h"
@@ -87,22 +85,15 @@ int contextIndex() {
 // Servers send their session tickets and their greeting in small packets and wait for our
 // acknowledgement in between, which the system delays by 40 ms unless told otherwise; it forgets
 // that after the handshake.
-void acknowledgeAtOnce(const SSL* ssl, int where, int /*value*/) {
-#ifdef TCP_QUICKACK
+void afterHandshake(const SSL* ssl, int where, int /*value*/) {
   if (!(where & SSL_CB_HANDSHAKE_DONE)) {
     return;
   }
   const auto* handle =
       static_cast<const Easy*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(ssl), contextIndex()));
-  if (!handle || handle->socket == CURL_SOCKET_BAD) {
-    return;
+  if (handle && handle->socket != CURL_SOCKET_BAD) {
+    acknowledgeAtOnce(handle->socket);
   }
-  const int on = 1;
-  setsockopt(handle->socket, IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on);
-#else
-  (void)ssl;
-  (void)where;
-#endif
 }
 
 CURLcode prepareContext(CURL* /*curl*/, void* context, void* user) {
@@ -119,7 +110,7 @@ CURLcode prepareContext(CURL* /*curl*/, void* context, void* user) {
     return CURLE_SSL_ENGINE_NOTFOUND;
   }
   if (SSL_CTX_set_ex_data(ssl, contextIndex(), handle) == 1) {
-    SSL_CTX_set_info_callback(ssl, acknowledgeAtOnce);
+    SSL_CTX_set_info_callback(ssl, afterHandshake);
   }
   return CURLE_OK;
 }

@@ -13,6 +13,7 @@
 #include "gost_engine.h"
 #include "strict_gost.h"
 #include "support/LineServer.h"
+#include "support/environment.h"
 #include "trust_store.h"
 
 namespace {
@@ -216,12 +217,12 @@ TEST(Cpcurl, SpeaksMailProtocolsOnly) {
 
 TEST(Cpcurl, TakesNoProxyFromTheEnvironment) {
   const LineServer server(TakeMail());
-  setenv("ALL_PROXY", "socks5://127.0.0.1:1", 1);
-  setenv("smtp_proxy", "http://127.0.0.1:1", 1);
+  setEnvironment("ALL_PROXY", "socks5://127.0.0.1:1");
+  setEnvironment("smtp_proxy", "http://127.0.0.1:1");
   Sending sending(server);
   EXPECT_EQ(sending.perform(), CURLE_OK);
-  unsetenv("ALL_PROXY");
-  unsetenv("smtp_proxy");
+  unsetEnvironment("ALL_PROXY");
+  unsetEnvironment("smtp_proxy");
 }
 
 TEST(StrictGost, RefusesClearConnectionsBeforeConnecting) {

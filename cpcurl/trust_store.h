@@ -7,9 +7,9 @@
 
 namespace cpcurl {
 
-// libcurl's own bundle (file and folder that it was built with) as a store with libcurl's own
-// settings. The caller gets a reference of its own. Null when the bundle cannot be read. Any
-// thread.
+// libcurl's own bundle (file and folder that it was built with; on Windows the system's store) as a
+// store with libcurl's own settings. The caller gets a reference of its own. Null when the bundle
+// cannot be read. Any thread.
 //
 // libcurl parses the bundle anew for every handle, which costs more than all the rest of a TLS
 // connection.

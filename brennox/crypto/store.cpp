@@ -11,6 +11,7 @@
 #include "crypto/engine.h"
 #include "platform/file.h"
 #include "platform/user.h"
+#include "system_roots.h"
 
 namespace brennox::crypto {
 namespace {
@@ -139,6 +140,9 @@ class Reader {
   void addSystemAnchors() {
     X509_STORE* const anchors = contents_->trust.anchors.get();
     if (anchors == nullptr) {
+      return;
+    }
+    if (cpcurl::addSystemRoots(anchors, cpcurl::RootsFor::kMail) > 0) {
       return;
     }
     std::vector<std::string> folders = platform::systemCertificateFolders();

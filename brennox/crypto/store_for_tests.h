@@ -7,26 +7,28 @@
 #include <string>
 #include <string_view>
 
+#include "support/environment.h"
+#include "support/user_files.h"
+
 namespace brennox::crypto::testing {
 
 class TemporaryStore {
  public:
   TemporaryStore() {
-    std::string name = (std::filesystem::temp_directory_path() / "brennox-store-XXXXXX").string();
-    data_ = ::mkdtemp(name.data());
+    setMode(data_, 0700);
     root_ = data_ / "velkor_brennox2" / "certs";
     for (const char* const folder : {"my", "people", "trusted"}) {
       std::filesystem::create_directories(root_ / folder);
     }
-    const char* const before = std::getenv("XDG_DATA_HOME");
+    const char* const before = std::getenv(kUserDataVariable);
     before_ = before == nullptr ? "" : before;
-    ::setenv("XDG_DATA_HOME", data_.c_str(), 1);
+    setEnvironment(kUserDataVariable, data_.string().c_str());
   }
   ~TemporaryStore() {
     if (before_.empty()) {
-      ::unsetenv("XDG_DATA_HOME");
+      unsetEnvironment(kUserDataVariable);
     } else {
-      ::setenv("XDG_DATA_HOME", before_.c_str(), 1);
+      setEnvironment(kUserDataVariable, before_.c_str());
     }
     std::error_code ignored;
     std::filesystem::remove_all(data_, ignored);
@@ -36,9 +38,7 @@ class TemporaryStore {
 
   const std::filesystem::path& root() const { return root_; }
 
-  static void setMode(const std::filesystem::path& path, int mode) {
-    std::filesystem::permissions(path, static_cast<std::filesystem::perms>(mode));
-  }
+  static void setMode(const std::filesystem::path& path, int mode) { ::setMode(path, mode); }
 
   // Only the owner may read the file unless `mode` says otherwise.
   std::filesystem::path add(const std::string& name, std::string_view bytes, int mode = 0600) {
@@ -49,7 +49,7 @@ class TemporaryStore {
   }
 
  private:
-  std::filesystem::path data_;
+  const std::filesystem::path data_ = makeTemporaryFolder("brennox-store");
   std::filesystem::path root_;
   std::string before_;
 };

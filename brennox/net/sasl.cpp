@@ -1,20 +1,19 @@
 #include "net/sasl.h"
 
-#include <gsasl.h>
 #include <openssl/crypto.h>
+#include <openssl/evp.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
-#include <cstring>
+#include <limits>
+
+#include "net/sasl_library.h"
 
 namespace brennox::net {
 namespace {
 
-// A longer challenge is no challenge.
-constexpr std::size_t kMaxChallenge = 64 * 1024;
-// SCRAM lets the server choose how often the client hashes: more than this only serves to stall it.
-constexpr unsigned kMaxIterations = 1000000;
+// The encoder counts in `int`.
+constexpr std::size_t kMaxToken = std::numeric_limits<int>::max() / 2;
 
 struct Row {
   const char* name;
@@ -55,122 +54,6 @@ bool contains(const std::vector<std::string>& names, std::string_view name) {
                      [&](const std::string& item) { return sameName(item, name); });
 }
 
-// The library's context: the mechanisms that it can do.
-class Context {
- public:
-  Context() {
-    if (gsasl_init(&context_) != GSASL_OK) {
-      context_ = nullptr;
-    }
-  }
-  ~Context() {
-    if (context_ != nullptr) {
-      gsasl_done(context_);
-    }
-  }
-  Context(const Context&) = delete;
-  Context& operator=(const Context&) = delete;
-
-  bool supports(const char* mechanism) const {
-    return context_ != nullptr && gsasl_client_support_p(context_, mechanism) != 0;
-  }
-  Gsasl* get() const noexcept { return context_; }
-
- private:
-  Gsasl* context_ = nullptr;
-};
-
-class GsaslClient final : public SaslClient {
- public:
-  GsaslClient(const Row& row, const Credentials& credentials)
-      : row_(row), credentials_(credentials) {
-    if (context_.get() == nullptr) {
-      return;
-    }
-    gsasl_callback_set(context_.get(), &GsaslClient::property);
-    gsasl_callback_hook_set(context_.get(), this);
-    if (gsasl_client_start(context_.get(), row.name, &session_) != GSASL_OK) {
-      session_ = nullptr;
-    }
-  }
-  ~GsaslClient() override {
-    if (session_ != nullptr) {
-      gsasl_finish(session_);
-    }
-  }
-
-  bool isStarted() const noexcept { return session_ != nullptr; }
-  bool isClientFirst() const override { return row_.clientFirst; }
-  bool isComplete() const override { return done_; }
-
-  Step next(std::string_view challenge, std::string* answer) override {
-    answer->clear();
-    if (challenge.size() > kMaxChallenge || session_ == nullptr) {
-      return Step::kFailed;
-    }
-    const std::string terminated(challenge);
-    if (std::strncmp(row_.name, "SCRAM", 5) == 0 && !hasFairIterations(terminated)) {
-      return Step::kFailed;
-    }
-    char* output = nullptr;
-    const int result = gsasl_step64(session_, terminated.c_str(), &output);
-    if (output != nullptr) {
-      const std::size_t length = std::strlen(output);
-      if (result == GSASL_OK || result == GSASL_NEEDS_MORE) {
-        answer->assign(output, length);
-      }
-      OPENSSL_cleanse(output, length);
-      gsasl_free(output);
-    }
-    if (result == GSASL_OK) {
-      done_ = true;
-      return Step::kDone;
-    }
-    return result == GSASL_NEEDS_MORE ? Step::kContinue : Step::kFailed;
-  }
-
- private:
-  static bool hasFairIterations(const std::string& challenge) {
-    char* decoded = nullptr;
-    std::size_t length = 0;
-    if (challenge.empty() ||
-        gsasl_base64_from(challenge.data(), challenge.size(), &decoded, &length) != GSASL_OK) {
-      return true;
-    }
-    const std::string text(decoded, length);
-    gsasl_free(decoded);
-    const std::size_t at = text.find(",i=");
-    return at == std::string::npos ||
-           std::strtoul(text.c_str() + at + 3, nullptr, 10) <= kMaxIterations;
-  }
-
-  static int property(Gsasl* context, Gsasl_session* session, Gsasl_property property) {
-    const auto* const self = static_cast<const GsaslClient*>(gsasl_callback_hook_get(context));
-    if (self == nullptr || session == nullptr) {
-      return GSASL_NO_CALLBACK;
-    }
-    const Credentials& credentials = self->credentials_;
-    switch (property) {
-      case GSASL_AUTHID:
-        return gsasl_property_set(session, property, credentials.username.c_str());
-      case GSASL_PASSWORD:
-        return gsasl_property_set(session, property, credentials.password.c_str());
-      case GSASL_SERVICE:
-        return gsasl_property_set(session, property, credentials.service.c_str());
-      case GSASL_HOSTNAME:
-        return gsasl_property_set(session, property, credentials.hostname.c_str());
-      default:
-        return GSASL_NO_CALLBACK;
-    }
-  }
-
-  const Row& row_;
-  const Credentials& credentials_;
-  Context context_;
-  Gsasl_session* session_ = nullptr;
-  bool done_ = false;
-};
-
 // XOAUTH2 and OAUTHBEARER (RFC 7628): one message. After a refusal the server explains itself in a
 // challenge, which wants an empty answer before the exchange fails properly.
 class TokenClient final : public SaslClient {
@@ -208,17 +91,19 @@ class TokenClient final : public SaslClient {
     message += "auth=Bearer ";
     message += credentials_.token;
     message += "\1\1";
-    char* encoded = nullptr;
-    std::size_t length = 0;
-    const bool fits =
-        gsasl_base64_to(message.data(), message.size(), &encoded, &length) == GSASL_OK;
+    const bool fits = message.size() <= kMaxToken;
+    if (fits) {
+      // With a NUL behind it.
+      answer->resize((message.size() + 2) / 3 * 4 + 1);
+      EVP_EncodeBlock(reinterpret_cast<unsigned char*>(answer->data()),
+                      reinterpret_cast<const unsigned char*>(message.data()),
+                      static_cast<int>(message.size()));
+      answer->pop_back();
+    }
     wipe(&message);
     if (!fits) {
       return Step::kFailed;
     }
-    answer->assign(encoded, length);
-    OPENSSL_cleanse(encoded, length);
-    gsasl_free(encoded);
     return Step::kDone;
   }
 
@@ -260,19 +145,19 @@ std::vector<std::string> saslMechanisms(AuthType type, const std::vector<std::st
       }
     }
   }
-  const Context context;
+  const SaslLibrary library;
   for (const Row& row : kMechanisms) {
     const bool allowed = any ? !row.plain && row.type != AuthTypeSASLGSSAPI &&
                                    row.type != AuthTypeSASLNTLM && (row.strong || !encrypted)
                              : (type & row.type) != 0;
-    if (allowed && contains(offered, row.name) && context.supports(row.name)) {
+    if (allowed && contains(offered, row.name) && library.supports(row.name)) {
       names.emplace_back(row.name);
     }
   }
   if (any) {
     const bool plain = encrypted || names.empty();
     for (const Row& row : kMechanisms) {
-      if (plain && row.plain && contains(offered, row.name) && context.supports(row.name)) {
+      if (plain && row.plain && contains(offered, row.name) && library.supports(row.name)) {
         names.emplace_back(row.name);
       }
     }
@@ -280,7 +165,7 @@ std::vector<std::string> saslMechanisms(AuthType type, const std::vector<std::st
     for (const Row& row : kMechanisms) {
       const bool old = encrypted && !row.plain && !row.strong && row.type != AuthTypeSASLGSSAPI &&
                        row.type != AuthTypeSASLNTLM;
-      if (names.empty() && old && contains(offered, row.name) && context.supports(row.name)) {
+      if (names.empty() && old && contains(offered, row.name) && library.supports(row.name)) {
         names.emplace_back(row.name);
       }
     }
@@ -295,8 +180,7 @@ std::unique_ptr<SaslClient> SaslClient::start(std::string_view mechanism,
   }
   for (const Row& row : kMechanisms) {
     if (sameName(mechanism, row.name)) {
-      auto client = std::make_unique<GsaslClient>(row, credentials);
-      return client->isStarted() ? std::move(client) : nullptr;
+      return startLibraryClient(row.name, row.clientFirst, credentials);
     }
   }
   return nullptr;

@@ -1,11 +1,5 @@
 #include "net/scripted_server.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 namespace brennox::net {
 
 ScriptedServer::Peer::~Peer() {
@@ -13,20 +7,23 @@ ScriptedServer::Peer::~Peer() {
 }
 
 void ScriptedServer::Peer::close() {
-  if (fd_ >= 0) {
-    ::close(fd_);
-    fd_ = -1;
+  if (!isClosed()) {
+    loopback::closeSocket(socket_);
+    socket_ = loopback::kNone;
   }
 }
 
 void ScriptedServer::Peer::send(std::string_view bytes) {
-  while (!bytes.empty() && fd_ >= 0) {
-    const ssize_t count = ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    if (count <= 0) {
-      return;
-    }
-    bytes.remove_prefix(static_cast<std::size_t>(count));
+  if (!isClosed()) {
+    loopback::sendAll(socket_, bytes);
   }
+}
+
+bool ScriptedServer::Peer::receive() {
+  char piece[4096];
+  const std::size_t count = isClosed() ? 0 : loopback::receive(socket_, piece, sizeof piece);
+  buffer_.append(piece, count);
+  return count > 0;
 }
 
 std::string ScriptedServer::Peer::line() {
@@ -40,23 +37,14 @@ std::string ScriptedServer::Peer::line() {
       }
       return line;
     }
-    char piece[4096];
-    const ssize_t count = fd_ < 0 ? 0 : ::recv(fd_, piece, sizeof piece, 0);
-    if (count <= 0) {
+    if (!receive()) {
       return "";
     }
-    buffer_.append(piece, static_cast<std::size_t>(count));
   }
 }
 
 std::string ScriptedServer::Peer::bytes(std::size_t wanted) {
-  while (buffer_.size() < wanted) {
-    char piece[4096];
-    const ssize_t count = fd_ < 0 ? 0 : ::recv(fd_, piece, sizeof piece, 0);
-    if (count <= 0) {
-      break;
-    }
-    buffer_.append(piece, static_cast<std::size_t>(count));
+  while (buffer_.size() < wanted && receive()) {
   }
   std::string result = buffer_.substr(0, wanted);
   buffer_.erase(0, wanted);
@@ -79,47 +67,34 @@ std::string ScriptedServer::Peer::answer(std::string_view untagged, std::string_
 }
 
 ScriptedServer::ScriptedServer(Script script) : script_(std::move(script)) {
-  listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  if (::bind(listener_, reinterpret_cast<sockaddr*>(&address), length) == 0 &&
-      ::listen(listener_, 8) == 0 &&
-      ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
-    port_ = ntohs(address.sin_port);
-  }
+  listener_ = loopback::listenAnywhere(&port_);
   thread_ = std::thread([this] { run(); });
 }
 
 void ScriptedServer::run() {
   while (!stopping_.load()) {
-    pollfd entry{listener_, POLLIN, 0};
-    if (::poll(&entry, 1, 20) <= 0) {
-      continue;
-    }
-    const int fd = ::accept(listener_, nullptr, nullptr);
-    if (fd < 0) {
+    const loopback::Socket client = loopback::acceptWithin(listener_, 20);
+    if (client == loopback::kNone) {
       continue;
     }
     connections_.fetch_add(1);
-    current_.store(fd);
+    current_.store(client);
     {
-      Peer peer(fd);
+      Peer peer(client);
       script_(peer);
-      current_.store(-1);
+      current_.store(loopback::kNone);
     }
   }
 }
 
 ScriptedServer::~ScriptedServer() {
   stopping_.store(true);
-  const int fd = current_.load();
-  if (fd >= 0) {
-    ::shutdown(fd, SHUT_RDWR);
+  const loopback::Socket client = current_.load();
+  if (client != loopback::kNone) {
+    loopback::endBoth(client);
   }
   thread_.join();
-  ::close(listener_);
+  loopback::closeSocket(listener_);
 }
 
 }  // namespace brennox::net

@@ -9,13 +9,15 @@
 #include <string_view>
 #include <thread>
 
+#include "support/loopback_socket.h"
+
 namespace brennox::net {
 
 class ScriptedServer {
  public:
   class Peer {
    public:
-    explicit Peer(int fd) : fd_(fd) {}
+    explicit Peer(loopback::Socket socket) : socket_(socket) {}
     ~Peer();
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
@@ -30,10 +32,13 @@ class ScriptedServer {
     // `result`. Returns the command without its tag.
     std::string answer(std::string_view untagged, std::string_view result = "OK done");
     void close();
-    bool isClosed() const { return fd_ < 0; }
+    bool isClosed() const { return socket_ == loopback::kNone; }
 
    private:
-    int fd_;
+    // Adds to the buffer; false at the end of the connection.
+    bool receive();
+
+    loopback::Socket socket_;
     std::string buffer_;
   };
 
@@ -52,11 +57,11 @@ class ScriptedServer {
   void run();
 
   Script script_;
-  int listener_ = -1;
+  loopback::Socket listener_ = loopback::kNone;
   unsigned port_ = 0;
   std::atomic<bool> stopping_{false};
   std::atomic<int> connections_{0};
-  std::atomic<int> current_{-1};
+  std::atomic<loopback::Socket> current_{loopback::kNone};
   std::thread thread_;
 };
 

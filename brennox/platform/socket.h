@@ -23,7 +23,7 @@ enum class Wait { kReady, kTimedOut, kFailed };
 Wait waitForSocket(Socket socket, bool read, bool write, int milliseconds);
 
 // Waits until there are `least` bytes to receive, or the connection has ended, at most
-// `milliseconds`. A hint: where the system can't count, any byte ends it.
+// `milliseconds`. A hint: where the system can't count, it does not wait.
 void waitForBytes(Socket socket, std::size_t least, int milliseconds);
 
 // How long receive() waits from now on; the socket is not to be waited on in any other way then.

@@ -1,11 +1,5 @@
-// A server on loopback inside the test's own process, for unit tests of what connects. POSIX only.
+// A server on loopback inside the test's own process, for unit tests of what connects.
 #pragma once
-
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <functional>
@@ -15,24 +9,17 @@
 #include <thread>
 #include <vector>
 
+#include "support/loopback_socket.h"
+
 // Serves one connection after another with the same function until it is destroyed.
 class LineServer {
  public:
   class Connection {
    public:
-    Connection(int socket, LineServer& server) : socket_(socket), server_(server) {}
+    Connection(loopback::Socket socket, LineServer& server) : socket_(socket), server_(server) {}
 
     // False when the client has gone.
-    bool send(std::string_view bytes) {
-      while (!bytes.empty()) {
-        const ssize_t sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent <= 0) {
-          return false;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(sent));
-      }
-      return true;
-    }
+    bool send(std::string_view bytes) { return loopback::sendAll(socket_, bytes); }
 
     // A line without its end; false when the client has gone or the server ends.
     bool readLine(std::string& line) { return readThrough("\r\n", line); }
@@ -71,36 +58,24 @@ class LineServer {
    private:
     bool more() {
       while (!server_.ending_) {
-        pollfd waiting = {socket_, POLLIN, 0};
-        if (poll(&waiting, 1, 20) <= 0) {
+        if (!loopback::isReadableWithin(socket_, 20)) {
           continue;
         }
         char buffer[65536];
-        const ssize_t got = recv(socket_, buffer, sizeof buffer, 0);
-        if (got <= 0) {
-          return false;
-        }
-        pending_.append(buffer, static_cast<std::size_t>(got));
-        return true;
+        const std::size_t got = loopback::receive(socket_, buffer, sizeof buffer);
+        pending_.append(buffer, got);
+        return got > 0;
       }
       return false;
     }
 
-    const int socket_;
+    const loopback::Socket socket_;
     LineServer& server_;
     std::string pending_;
   };
 
   explicit LineServer(std::function<void(Connection&)> serve) : serve_(std::move(serve)) {
-    listener_ = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    bind(listener_, reinterpret_cast<sockaddr*>(&address), length);
-    listen(listener_, 16);
-    getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
-    port_ = ntohs(address.sin_port);
+    listener_ = loopback::listenAnywhere(&port_);
     thread_ = std::thread([this] { run(); });
   }
   LineServer(const LineServer&) = delete;
@@ -108,10 +83,10 @@ class LineServer {
   ~LineServer() {
     ending_ = true;
     thread_.join();
-    close(listener_);
+    loopback::closeSocket(listener_);
   }
 
-  int port() const { return port_; }
+  int port() const { return static_cast<int>(port_); }
   int connections() const { return connections_; }
 
   // Every line that was read, in order, of all connections.
@@ -136,24 +111,20 @@ class LineServer {
 
   void run() {
     while (!ending_) {
-      pollfd waiting = {listener_, POLLIN, 0};
-      if (poll(&waiting, 1, 20) <= 0) {
-        continue;
-      }
-      const int client = accept(listener_, nullptr, nullptr);
-      if (client < 0) {
+      const loopback::Socket client = loopback::acceptWithin(listener_, 20);
+      if (client == loopback::kNone) {
         continue;
       }
       connections_++;
       Connection connection(client, *this);
       serve_(connection);
-      close(client);
+      loopback::closeSocket(client);
     }
   }
 
   std::function<void(Connection&)> serve_;
-  int listener_ = -1;
-  int port_ = 0;
+  loopback::Socket listener_ = loopback::kNone;
+  unsigned port_ = 0;
   std::atomic<bool> ending_ = false;
   std::atomic<int> connections_ = 0;
   mutable std::mutex mutex_;
