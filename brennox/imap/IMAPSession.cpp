@@ -40,6 +40,8 @@ void report(ErrorCode* error, ErrorCode value) {
 }  // namespace
 
 struct IMAPSession::State {
+  explicit State(net::Settings& of) : settings(of) {}
+
   // Serialises the operations. Guards `connection`, `namespaces` and `exclusive`.
   imap::TicketLock operations;
   // Whether the turn is an Exclusive's, within which operations follow one another.
@@ -47,7 +49,7 @@ struct IMAPSession::State {
   imap::Connection connection;
   imap::Namespaces namespaces;
 
-  net::Settings settings;
+  net::Settings& settings;
 
   // Guards what follows: what other threads may ask about the session while an operation runs.
   std::mutex lock;
@@ -185,7 +187,7 @@ class IMAPSession::Operation {
   platform::BrokenPipeGuard quiet_;
 };
 
-IMAPSession::IMAPSession() : state_(std::make_unique<State>()) {}
+IMAPSession::IMAPSession() : state_(std::make_unique<State>(settings())) {}
 IMAPSession::~IMAPSession() = default;
 
 IMAPSession::Exclusive::Exclusive(IMAPSession* session)
@@ -200,67 +202,6 @@ IMAPSession::Exclusive::~Exclusive() {
     session_->state_->exclusive = false;
     session_->state_->operations.unlock();
   }
-}
-
-String* IMAPSession::hostname() {
-  return state_->settings.hostname();
-}
-void IMAPSession::setHostname(String* hostname) {
-  state_->settings.setHostname(hostname);
-}
-unsigned int IMAPSession::port() {
-  return state_->settings.port();
-}
-void IMAPSession::setPort(unsigned int port) {
-  state_->settings.setPort(port);
-}
-String* IMAPSession::username() {
-  return state_->settings.username();
-}
-void IMAPSession::setUsername(String* username) {
-  state_->settings.setUsername(username);
-}
-String* IMAPSession::password() {
-  return state_->settings.password();
-}
-void IMAPSession::setPassword(String* password) {
-  state_->settings.setPassword(password);
-}
-String* IMAPSession::OAuth2Token() {
-  return state_->settings.token();
-}
-void IMAPSession::setOAuth2Token(String* token) {
-  state_->settings.setToken(token);
-}
-AuthType IMAPSession::authType() {
-  return state_->settings.authType();
-}
-void IMAPSession::setAuthType(AuthType type) {
-  state_->settings.setAuthType(type);
-}
-ConnectionType IMAPSession::connectionType() {
-  return state_->settings.connectionType();
-}
-void IMAPSession::setConnectionType(ConnectionType type) {
-  state_->settings.setConnectionType(type);
-}
-bool IMAPSession::isCheckCertificateEnabled() {
-  return state_->settings.checkCertificate();
-}
-void IMAPSession::setCheckCertificateEnabled(bool enabled) {
-  state_->settings.setCheckCertificate(enabled);
-}
-bool IMAPSession::isStrictGost() {
-  return state_->settings.strictGost();
-}
-void IMAPSession::setStrictGost(bool strict) {
-  state_->settings.setStrictGost(strict);
-}
-std::int64_t IMAPSession::timeout() {
-  return state_->settings.timeout();
-}
-void IMAPSession::setTimeout(std::int64_t seconds) {
-  state_->settings.setTimeout(seconds);
 }
 
 void IMAPSession::connectIfNeeded(ErrorCode* error) {

@@ -25,7 +25,9 @@ POPProgressCallback::~POPProgressCallback() = default;
 void POPProgressCallback::bodyProgress(POPSession*, unsigned int, unsigned int) {}
 
 struct POPSession::State {
-  net::Settings settings;
+  explicit State(net::Settings& of) : settings(of) {}
+
+  net::Settings& settings;
   // Serialises the operations; guards `connection`.
   std::mutex operationLock;
   pop::Connection connection;
@@ -64,63 +66,8 @@ struct POPSession::State {
   }
 };
 
-POPSession::POPSession() : state_(std::make_unique<State>()) {}
+POPSession::POPSession() : state_(std::make_unique<State>(settings())) {}
 POPSession::~POPSession() = default;
-
-String* POPSession::hostname() {
-  return state_->settings.hostname();
-}
-void POPSession::setHostname(String* hostname) {
-  state_->settings.setHostname(hostname);
-}
-unsigned int POPSession::port() {
-  return state_->settings.port();
-}
-void POPSession::setPort(unsigned int port) {
-  state_->settings.setPort(port);
-}
-String* POPSession::username() {
-  return state_->settings.username();
-}
-void POPSession::setUsername(String* username) {
-  state_->settings.setUsername(username);
-}
-String* POPSession::password() {
-  return state_->settings.password();
-}
-void POPSession::setPassword(String* password) {
-  state_->settings.setPassword(password);
-}
-AuthType POPSession::authType() {
-  return state_->settings.authType();
-}
-void POPSession::setAuthType(AuthType type) {
-  state_->settings.setAuthType(type);
-}
-ConnectionType POPSession::connectionType() {
-  return state_->settings.connectionType();
-}
-void POPSession::setConnectionType(ConnectionType type) {
-  state_->settings.setConnectionType(type);
-}
-bool POPSession::isCheckCertificateEnabled() {
-  return state_->settings.checkCertificate();
-}
-void POPSession::setCheckCertificateEnabled(bool enabled) {
-  state_->settings.setCheckCertificate(enabled);
-}
-bool POPSession::isStrictGost() {
-  return state_->settings.strictGost();
-}
-void POPSession::setStrictGost(bool strict) {
-  state_->settings.setStrictGost(strict);
-}
-std::int64_t POPSession::timeout() {
-  return state_->settings.timeout();
-}
-void POPSession::setTimeout(std::int64_t seconds) {
-  state_->settings.setTimeout(seconds);
-}
 
 void POPSession::connect(ErrorCode* error) {
   const std::lock_guard<std::mutex> guard(state_->operationLock);

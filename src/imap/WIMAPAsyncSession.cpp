@@ -33,22 +33,16 @@ bool MayRunScript(Napi::Env env, napi_value object) {
 }  // namespace
 
 Napi::Function WIMAPAsyncSession::Define(Napi::Env env) {
-  using S = brennox::IMAPAsyncSession;
-  static constexpr char kStringText[] = "Value must be string";
-  static constexpr char kNumberText[] = "Value must be number";
-  static constexpr char kBooleanText[] = "Value must be boolean";
   const Members members = {
-      Property<Text, &S::hostname, &S::setHostname>("hostname", kStringText),
-      Property<UInt32, &S::port, &S::setPort>("port", kNumberText),
-      Property<Text, &S::username, &S::setUsername>("username", kStringText),
-      Property<Text, &S::password, &S::setPassword>("password", kStringText),
-      Property<Flag, &S::isCheckCertificateEnabled, &S::setCheckCertificateEnabled>(
-          "checkCertificateEnabled", kBooleanText),
-      Property<Text, &S::OAuth2Token, &S::setOAuth2Token>("OAuth2Token", kStringText),
-      Property<Enum<brennox::AuthType>, &S::authType, &S::setAuthType>("authType", kNumberText),
-      Property<Enum<brennox::ConnectionType>, &S::connectionType, &S::setConnectionType>(
-          "connectionType", kNumberText),
-      Property<Flag, &S::isStrictGost, &S::setStrictGost>("strictGost", kBooleanText),
+      Hostname(),
+      Port(),
+      Username(),
+      Password(),
+      CheckCertificateEnabled(),
+      OAuth2Token(),
+      AuthType(),
+      ConnectionType(),
+      StrictGost(),
 
       Method<&WIMAPAsyncSession::FetchAllFolders>("fetchAllFolders"),
   };

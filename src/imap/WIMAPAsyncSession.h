@@ -3,18 +3,17 @@
 
 #include <brennox/IMAPAsyncSession.h>
 
-#include "main/Wrapper.h"
+#include "main/SessionWrapper.h"
 
 namespace velkor {
 
-// The library session outlives the script object.
 class WIMAPAsyncSession final
-    : public Wrapper<WIMAPAsyncSession, brennox::IMAPAsyncSession, Teardown::kLeave> {
+    : public SessionWrapper<WIMAPAsyncSession, brennox::IMAPAsyncSession> {
  public:
   static constexpr char kName[] = "IMAPAsyncSession";
   static Napi::Function Define(Napi::Env env);
 
-  explicit WIMAPAsyncSession(const Napi::CallbackInfo& info) : Wrapper(info) {}
+  explicit WIMAPAsyncSession(const Napi::CallbackInfo& info) : SessionWrapper(info) {}
 
  private:
   Napi::Value FetchAllFolders(const Napi::CallbackInfo& info);

@@ -4,17 +4,16 @@
 
 #include <brennox/IMAPSession.h>
 
-#include "main/Wrapper.h"
+#include "main/SessionWrapper.h"
 
 namespace velkor {
 
-// The library session outlives the script object.
-class WIMAPSession final : public Wrapper<WIMAPSession, brennox::IMAPSession, Teardown::kLeave> {
+class WIMAPSession final : public SessionWrapper<WIMAPSession, brennox::IMAPSession> {
  public:
   static constexpr char kName[] = "IMAPSession";
   static Napi::Function Define(Napi::Env env);
 
-  explicit WIMAPSession(const Napi::CallbackInfo& info) : Wrapper(info) {}
+  explicit WIMAPSession(const Napi::CallbackInfo& info) : SessionWrapper(info) {}
 
  private:
   // Runs a call on the script thread.

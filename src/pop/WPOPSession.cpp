@@ -42,21 +42,16 @@ auto WithMessage(const Napi::CallbackInfo& info, Call call) {
 
 Napi::Function WPOPSession::Define(Napi::Env env) {
   using S = brennox::POPSession;
-  static constexpr char kStringText[] = "Value must be string";
-  static constexpr char kNumberText[] = "Value must be number";
-  static constexpr char kBooleanText[] = "Value must be boolean";
   const Members members = {
-      Property<Text, &S::hostname, &S::setHostname>("hostname", kStringText),
-      Property<UInt32, &S::port, &S::setPort>("port", kNumberText),
-      Property<Text, &S::username, &S::setUsername>("username", kStringText),
-      Property<Text, &S::password, &S::setPassword>("password", kStringText),
-      Property<Flag, &S::isCheckCertificateEnabled, &S::setCheckCertificateEnabled>(
-          "checkCertificateEnabled", kBooleanText),
-      Property<Enum<brennox::AuthType>, &S::authType, &S::setAuthType>("authType", kNumberText),
-      Property<Enum<brennox::ConnectionType>, &S::connectionType, &S::setConnectionType>(
-          "connectionType", kNumberText),
-      Property<Int64, &S::timeout, &S::setTimeout>("timeout", kNumberText),
-      Property<Flag, &S::isStrictGost, &S::setStrictGost>("strictGost", kBooleanText),
+      Hostname(),
+      Port(),
+      Username(),
+      Password(),
+      CheckCertificateEnabled(),
+      AuthType(),
+      ConnectionType(),
+      Timeout(),
+      StrictGost(),
 
       Method<&WPOPSession::Call<&S::connect>>("connect"),
       Method<&WPOPSession::Call<&S::login>>("login"),

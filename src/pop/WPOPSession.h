@@ -3,17 +3,16 @@
 
 #include <brennox/POPSession.h>
 
-#include "main/Wrapper.h"
+#include "main/SessionWrapper.h"
 
 namespace velkor {
 
-// The library session outlives the script object.
-class WPOPSession final : public Wrapper<WPOPSession, brennox::POPSession, Teardown::kLeave> {
+class WPOPSession final : public SessionWrapper<WPOPSession, brennox::POPSession> {
  public:
   static constexpr char kName[] = "POPSession";
   static Napi::Function Define(Napi::Env env);
 
-  explicit WPOPSession(const Napi::CallbackInfo& info) : Wrapper(info) {}
+  explicit WPOPSession(const Napi::CallbackInfo& info) : SessionWrapper(info) {}
 
  private:
   using Operation = void (brennox::POPSession::*)(brennox::ErrorCode*);

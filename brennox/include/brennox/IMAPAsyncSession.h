@@ -2,10 +2,8 @@
 #pragma once
 
 #include <brennox/Flags.h>
-#include <brennox/Object.h>
 #include <brennox/Ref.h>
-
-#include <cstdint>
+#include <brennox/Session.h>
 
 namespace brennox {
 
@@ -16,34 +14,12 @@ class IndexSet;
 class OperationQueue;
 class String;
 
-// One connection and one queue: the operations of a session run one after another. Settings as in
-// IMAPSession; they take effect with the next connection. Any number of sessions may work at once.
-class BRENNOX_EXPORT IMAPAsyncSession : public Object {
+// One connection and one queue: the operations of a session run one after another. Any number of
+// sessions may work at once.
+class BRENNOX_EXPORT IMAPAsyncSession : public Session {
  public:
   IMAPAsyncSession();
   ~IMAPAsyncSession() override;
-
-  virtual String* hostname();
-  virtual void setHostname(String* hostname);
-  virtual unsigned int port();
-  virtual void setPort(unsigned int port);
-  virtual String* username();
-  virtual void setUsername(String* username);
-  virtual String* password();
-  virtual void setPassword(String* password);
-  virtual String* OAuth2Token();
-  virtual void setOAuth2Token(String* token);
-  virtual AuthType authType();
-  virtual void setAuthType(AuthType type);
-  virtual ConnectionType connectionType();
-  virtual void setConnectionType(ConnectionType type);
-  virtual bool isCheckCertificateEnabled();
-  virtual void setCheckCertificateEnabled(bool enabled);
-  virtual bool isStrictGost();
-  virtual void setStrictGost(bool strict);
-  // Seconds without progress.
-  virtual std::int64_t timeout();
-  virtual void setTimeout(std::int64_t seconds);
 
   // Autoreleased operations that are still to be started.
   virtual IMAPFetchMessagesOperation* fetchMessagesByUIDOperation(String* folder,
@@ -59,6 +35,8 @@ class BRENNOX_EXPORT IMAPAsyncSession : public Object {
   const char* className() const override { return "IMAPAsyncSession"; }
 
  private:
+  explicit IMAPAsyncSession(Ref<IMAPSession> session);
+
   Ref<IMAPSession> session_;
   Ref<OperationQueue> queue_;
 };

@@ -3,8 +3,8 @@
 
 #include <brennox/ErrorCode.h>
 #include <brennox/Flags.h>
-#include <brennox/Object.h>
 #include <brennox/Ref.h>
+#include <brennox/Session.h>
 
 #include <cstdint>
 #include <memory>
@@ -24,10 +24,9 @@ class String;
 
 // Operations may be called from any thread: they are serialised and queue. Each connects and logs
 // in by itself when that has not happened yet; a lost connection is reported as ErrorConnection and
-// heals with the next call. Settings take effect with the next connection. Results are
-// autoreleased; where a result is null the error code says why. Folder names are in their wire form
-// (modified UTF-7).
-class BRENNOX_EXPORT IMAPSession : public Object {
+// heals with the next call. Results are autoreleased; where a result is null the error code says
+// why. Folder names are in their wire form (modified UTF-7).
+class BRENNOX_EXPORT IMAPSession : public Session {
  public:
   IMAPSession();
   ~IMAPSession() override;
@@ -45,31 +44,6 @@ class BRENNOX_EXPORT IMAPSession : public Object {
     Ref<IMAPSession> session_;
     bool outermost_;
   };
-
-  // Settings. Strings are null unless set.
-  virtual String* hostname();
-  virtual void setHostname(String* hostname);
-  // 0 is the protocol's own port for the connection type.
-  virtual unsigned int port();
-  virtual void setPort(unsigned int port);
-  virtual String* username();
-  virtual void setUsername(String* username);
-  virtual String* password();
-  virtual void setPassword(String* password);
-  virtual String* OAuth2Token();
-  virtual void setOAuth2Token(String* token);
-  virtual AuthType authType();
-  virtual void setAuthType(AuthType type);
-  virtual ConnectionType connectionType();
-  virtual void setConnectionType(ConnectionType type);
-  virtual bool isCheckCertificateEnabled();
-  virtual void setCheckCertificateEnabled(bool enabled);
-  virtual bool isStrictGost();
-  virtual void setStrictGost(bool strict);
-  // Seconds without progress before an operation fails with ErrorConnection. So does one whose
-  // answer has come in at less than 64 bytes a second through four times as many.
-  virtual std::int64_t timeout();
-  virtual void setTimeout(std::int64_t seconds);
 
   // Connection.
   virtual void connectIfNeeded(ErrorCode* error);

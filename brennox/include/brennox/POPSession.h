@@ -3,7 +3,7 @@
 
 #include <brennox/ErrorCode.h>
 #include <brennox/Flags.h>
-#include <brennox/Object.h>
+#include <brennox/Session.h>
 
 #include <cstdint>
 #include <memory>
@@ -20,31 +20,10 @@ class String;
 // Operations connect and log in by themselves where needed and are serialised. Deletions take
 // effect with disconnect(), which sends QUIT; a session that is dropped without it deletes nothing.
 // Results are autoreleased; null with an error code when a call fails.
-class BRENNOX_EXPORT POPSession : public Object {
+class BRENNOX_EXPORT POPSession : public Session {
  public:
   POPSession();
   ~POPSession() override;
-
-  // Settings, as in IMAPSession.
-  virtual String* hostname();
-  virtual void setHostname(String* hostname);
-  virtual unsigned int port();
-  virtual void setPort(unsigned int port);
-  virtual String* username();
-  virtual void setUsername(String* username);
-  virtual String* password();
-  virtual void setPassword(String* password);
-  virtual AuthType authType();
-  virtual void setAuthType(AuthType type);
-  virtual ConnectionType connectionType();
-  virtual void setConnectionType(ConnectionType type);
-  virtual bool isCheckCertificateEnabled();
-  virtual void setCheckCertificateEnabled(bool enabled);
-  virtual bool isStrictGost();
-  virtual void setStrictGost(bool strict);
-  // Seconds without progress.
-  virtual std::int64_t timeout();
-  virtual void setTimeout(std::int64_t seconds);
 
   virtual void connect(ErrorCode* error);
   virtual void login(ErrorCode* error);

@@ -36,5 +36,6 @@
 #include <brennox/Range.h>
 #include <brennox/Ref.h>
 #include <brennox/RunLoop.h>
+#include <brennox/Session.h>
 #include <brennox/String.h>
 #include <brennox/Value.h>
