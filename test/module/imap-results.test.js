@@ -14,6 +14,15 @@ test('IMAPFolder: a new one is empty', () => {
   assert.strictEqual(typeof folder.description(), 'string');
 });
 
+test('texts are kept as they are', () => {
+  for (const [object, name] of [[new IMAPFolder(), 'path'], [new POPMessageInfo(), 'uid']]) {
+    for (const text of ['', 'имя', '日本語/台北', '😀', 'a\0b', 'x'.repeat(10000)]) {
+      object[name] = text;
+      assert.strictEqual(object[name], text);
+    }
+  }
+});
+
 test('IMAPFolder.delimiter: the first byte of the text', () => {
   const folder = new IMAPFolder();
   for (const [set, read] of [['/', '/'], ['./', '.'], ['', '\0'], ['\0x', '\0'], ['é', 'Ã'], ['Я', 'Ð']]) {

@@ -290,6 +290,21 @@ test('what a call has given is a copy: a change of it is seen nowhere else', () 
   assert.deepEqual(result.modifiedOrAddedMessages.map((one) => one.flags), [1, 0]);
 }));
 
+const kHtml = '<b>пя</b>\r\n';
+
+test('a rendering looks for the parts in the folder that it is given, once they are needed', () => against([
+  row('UID FETCH 1:\\*', '* 1 FETCH (UID 7 BODYSTRUCTURE ("TEXT" "HTML" ("CHARSET" "utf-8") NIL NIL "8BIT" 12 1))\r\n'),
+  row('UID FETCH 7 \\(BODY', `* 1 FETCH (UID 7 BODY[1] {${Buffer.byteLength(kHtml)}}\r\n${kHtml})\r\n`),
+], async (session, sent) => {
+  const [message] = session.fetchMessagesByUID('INBOX');
+  await sent();
+  assert.ok(message.htmlRendering('two words').includes(kHtml.trim()));
+  const [select, fetch, ...rest] = await sent();
+  assert.match(select, /^SELECT "two words"/);
+  assert.equal(fetch, 'UID FETCH 7 (BODY.PEEK[1])');
+  assert.deepEqual(rest, []);
+}));
+
 // The highest UID that the folder has given out bounds what can have vanished.
 const vanished = (set) => [
   row('SELECT', '* 2 EXISTS\r\n* OK [UIDVALIDITY 1] x\r\n* OK [UIDNEXT 4294967295] x\r\n* OK [HIGHESTMODSEQ 5] x\r\n'),
