@@ -14,6 +14,7 @@
 #include "rfc822/header_fields.h"
 #include "rfc822/message_id.h"
 #include "rfc822/parameters.h"
+#include "rfc822/plain_parameters.h"
 #include "text/ascii.h"
 #include "text/charset.h"
 #include "text/encoded_word.h"
@@ -53,11 +54,10 @@ Ref<MimePart> MimePart::parse(Ref<Source> source) {
 MimePart::MimePart(Ref<Source> source, std::uint32_t entity, MimePart* parent, unsigned int index)
     : source_(std::move(source)), entity_(entity), depth_(this->entity().depth) {
   encodings_ = parent == nullptr ? 0 : parent->encodings_;
-  if (parent != nullptr && parent->childSource_.get() != parent->source_.get()) {
+  if (parent != nullptr && parent->childSource_) {
     ++encodings_;
   }
   encoding_ = transferEncodingOf(this->entity().encoding);
-  childSource_ = source_;
   firstChild_ = this->entity().firstChild;
   inheritCharset(parent);
   readFields();
@@ -66,7 +66,7 @@ MimePart::MimePart(Ref<Source> source, std::uint32_t entity, MimePart* parent, u
     encoding_ = TransferEncoding::Identity;
   }
   lookInside();
-  number(parent, index);
+  place(parent, index);
 }
 
 MimePart::MimePart(Made made, MimePart* parent, unsigned int index)
@@ -89,7 +89,7 @@ MimePart::MimePart(Made made, MimePart* parent, unsigned int index)
   setAttachment(made.attachment);
   inheritCharset(parent);
   lookInside();
-  number(parent, index);
+  place(parent, index);
 }
 
 MimePart::~MimePart() = default;
@@ -104,26 +104,61 @@ void MimePart::inheritCharset(MimePart* parent) {
 }
 
 // Section numbers as IMAP has them (RFC 3501 section 6.4.5): a multipart at the root of a message
-// has none; its children count from the message's own number.
-void MimePart::number(MimePart* parent, unsigned int index) {
+// has none; its children count from the message's own number. A leaf's is made when it is asked
+// for: there may be many of them.
+void MimePart::place(MimePart* parent, unsigned int index) {
   const bool root = parent == nullptr || parent->partType() == PartType::Message;
-  const bool multipart = partType() != PartType::Single && partType() != PartType::Message;
-  section_ = parent == nullptr ? std::string() : parent->section_;
-  if (root && multipart) {
-    setUniqueID(stringOf(section_.empty() ? "0" : section_ + ".0"));
+  const bool isLeaf = partType() == PartType::Single;
+  section_ = parent == nullptr ? nullptr : parent->section_.get();
+  index_ = index;
+  if (isLeaf) {
     return;
   }
-  if (!section_.empty()) {
-    section_ += '.';
+  if (root && partType() != PartType::Message) {
+    isNumbered_ = true;
+    AbstractPart::setUniqueID(
+        stringOf(section_ ? std::string(section_->view()) + ".0" : std::string("0")));
+    return;
   }
-  section_ += std::to_string(index + 1);
-  String* const text = String::stringWithText(section_);
-  setPartID(text);
-  setUniqueID(text);
-  if (!multipart && partType() != PartType::Message) {
-    // Nothing is numbered below a leaf, and there may be many with long numbers.
-    std::string().swap(section_);
+  number();
+  section_ = Attachment::partID();
+}
+
+void MimePart::number() {
+  isNumbered_ = true;
+  std::string number = section_ ? std::string(section_->view()) + '.' : std::string();
+  number += std::to_string(index_ + 1);
+  String* const text = stringOf(std::move(number));
+  Attachment::setPartID(text);
+  Attachment::setUniqueID(text);
+}
+
+String* MimePart::partID() {
+  if (!isNumbered_) {
+    number();
   }
+  return Attachment::partID();
+}
+
+void MimePart::setPartID(String* partID) {
+  if (!isNumbered_) {
+    number();
+  }
+  Attachment::setPartID(partID);
+}
+
+String* MimePart::uniqueID() {
+  if (!isNumbered_) {
+    number();
+  }
+  return Attachment::uniqueID();
+}
+
+void MimePart::setUniqueID(String* uniqueID) {
+  if (!isNumbered_) {
+    number();
+  }
+  Attachment::setUniqueID(uniqueID);
 }
 
 std::string_view MimePart::rawHeader() const {
@@ -147,8 +182,9 @@ std::string MimePart::contentTypeParameter(std::string_view name) const {
 }
 
 void MimePart::readFields() {
-  std::string_view disposition;
-  rfc822::FieldScanner scanner(entity().hasOtherFields ? rawHeader() : std::string_view(), true);
+  std::string_view disposition = entity().disposition;
+  const bool mustLook = entity().hasOtherFields && disposition.data() == nullptr;
+  rfc822::FieldScanner scanner(mustLook ? rawHeader() : std::string_view(), true);
   rfc822::HeaderField field;
   std::string_view description;
   while (scanner.next(field)) {
@@ -177,18 +213,13 @@ void MimePart::readFields() {
         break;
     }
   }
-  readType(entity().contentType);
+  std::string name;
+  readType(entity().contentType, name);
   if (!disposition.empty()) {
-    const rfc822::ParameterizedValue value =
-        rfc822::parseParameterized(disposition, charsetForRaw(disposition));
-    // Anything unknown is treated as an attachment (RFC 2183 section 2.8).
-    setInlineAttachment(value.value == "inline");
-    setAttachment(!value.value.empty() && value.value != "inline");
-    std::string name = cleanFilename(value.get("filename"));
-    if (name.empty()) {
-      name = cleanFilename(value.get("name"));
-    }
-    if (!name.empty()) {
+    readDisposition(disposition);
+  }
+  if (filename() == nullptr) {
+    if (name = cleanFilename(name); !name.empty()) {
       setFilename(stringOf(std::move(name)));
     }
   }
@@ -197,37 +228,45 @@ void MimePart::readFields() {
   }
 }
 
-void MimePart::readType(std::string_view field) {
+void MimePart::readDisposition(std::string_view field) {
+  if (const auto plain = rfc822::readPlainParameters(field)) {
+    takeDisposition(*plain);
+  } else {
+    takeDisposition(rfc822::parseParameterized(field, charsetForRaw(field)));
+  }
+}
+
+template <class Parameters>
+void MimePart::takeDisposition(const Parameters& disposition) {
+  // Anything unknown is treated as an attachment (RFC 2183 section 2.8).
+  setInlineAttachment(disposition.value == "inline");
+  setAttachment(!disposition.value.empty() && disposition.value != "inline");
+  std::string name = cleanFilename(disposition.get("filename"));
+  if (name.empty()) {
+    name = cleanFilename(disposition.get("name"));
+  }
+  if (!name.empty()) {
+    setFilename(stringOf(std::move(name)));
+  }
+}
+
+void MimePart::readType(std::string_view field, std::string& name) {
   if (field.empty()) {
     setMimeType(typeString(entity().inDigest ? "message/rfc822" : "text/plain"));
+  } else if (const auto plain = rfc822::readPlainParameters(field)) {
+    if (const std::string_view declared = plain->get("charset"); !declared.empty()) {
+      setCharset(String::stringWithText(declared));
+    }
+    takeType(*plain, name);
   } else {
     rfc822::ParameterizedValue value = rfc822::parseParameterized(field);
-    const std::string* const declared = value.find("charset");
-    if (declared != nullptr && !declared->empty()) {
-      setCharset(String::stringWithText(*declared));
+    if (const std::string_view declared = value.get("charset"); !declared.empty()) {
+      setCharset(String::stringWithText(declared));
     }
     if (const std::string raw = charsetForRaw(field); !raw.empty()) {
       value = rfc822::parseParameterized(field, raw);
     }
-    if (std::string name = cleanFilename(value.get("name")); !name.empty()) {
-      setFilename(stringOf(std::move(name)));
-    }
-    const std::string_view type = value.type();
-    if (!type.empty() && !value.subtype().empty()) {
-      setMimeType(typeString(value.value));
-    } else {
-      // RFC 2045 section 5.2 takes what cannot be read as text.
-      const bool isText = type.empty() || type == "text" || filename() == nullptr;
-      setMimeType(
-          typeString(isText ? "text/plain" : mime::mimeTypeForFilename(filename()->view())));
-    }
-    if (value.value == "text/plain") {
-      flowed_ = text::equalsIgnoringCase(value.get("format"), "flowed");
-      deleteSpace_ = text::equalsIgnoringCase(value.get("delsp"), "yes");
-    }
-    if (entity().kind == EntityKind::Multipart) {
-      start_ = rfc822::parseMessageID(value.get("start"));
-    }
+    takeType(value, name);
   }
   if (entity().kind == EntityKind::Message) {
     setPartType(PartType::Message);
@@ -237,6 +276,26 @@ void MimePart::readType(std::string_view field) {
                 : subtype == "alternative" ? PartType::MultipartAlternative
                 : subtype == "signed"      ? PartType::MultipartSigned
                                            : PartType::MultipartMixed);
+  }
+}
+
+template <class Parameters>
+void MimePart::takeType(const Parameters& type, std::string& name) {
+  name = type.get("name");
+  if (!type.type().empty() && !type.subtype().empty()) {
+    setMimeType(typeString(type.value));
+  } else {
+    // RFC 2045 section 5.2 takes what cannot be read as text.
+    const std::string clean = cleanFilename(name);
+    const bool isText = type.type().empty() || type.type() == "text" || clean.empty();
+    setMimeType(typeString(isText ? "text/plain" : mime::mimeTypeForFilename(clean)));
+  }
+  if (type.value == "text/plain") {
+    flowed_ = text::equalsIgnoringCase(type.get("format"), "flowed");
+    deleteSpace_ = text::equalsIgnoringCase(type.get("delsp"), "yes");
+  }
+  if (entity().kind == EntityKind::Multipart) {
+    start_ = rfc822::parseMessageID(type.get("start"));
   }
 }
 
@@ -262,13 +321,13 @@ const Ref<Array>& MimePart::children() {
     made_.clear();
     return children_;
   }
+  const Ref<Source>& source = childSource();
   for (std::uint32_t child = firstChild_; child != kNoEntity;
-       child = childSource_->entity(child).nextSibling, ++index) {
-    if (partType() != PartType::Message && isVoid(childSource_->entity(child))) {
+       child = source->entity(child).nextSibling, ++index) {
+    if (partType() != PartType::Message && isVoid(source->entity(child))) {
       continue;
     }
-    children_->addObject(
-        Ref<MimePart>::adopt(new MimePart(childSource_, child, this, index)).get());
+    children_->addObject(Ref<MimePart>::adopt(new MimePart(source, child, this, index)).get());
   }
   return children_;
 }

@@ -14,9 +14,10 @@
 
 namespace brennox::mime {
 
-// Its fields are read when the object is made, its children when they are asked for, its content at
-// every call of data(). A leaf that holds parts in a form of its own (an encoded message,
-// winmail.dat, uuencoded or yEnc files inside a text) is presented as a multipart or a message.
+// Its fields are read when the object is made, its section number, children and texts when they are
+// asked for, its content at every call of data(). A leaf that holds parts in a form of its own (an
+// encoded message, winmail.dat, uuencoded or yEnc files inside a text) is presented as a multipart
+// or a message.
 class MimePart final : public Attachment {
  public:
   // The root of the message in `data`.
@@ -24,6 +25,11 @@ class MimePart final : public Attachment {
   static Ref<MimePart> parse(Ref<Source> source);
 
   ~MimePart() override;
+
+  String* partID() override;
+  void setPartID(String* partID) override;
+  String* uniqueID() override;
+  void setUniqueID(String* uniqueID) override;
 
   Data* data() override;
   void setData(Data* data) override;
@@ -71,10 +77,18 @@ class MimePart final : public Attachment {
 
   const Entity& entity() const { return source_->entity(entity_); }
   void readFields();
-  void readType(std::string_view field);
+  // Reads the Content-Type; its parameter "name" becomes `name` as it stands.
+  void readType(std::string_view field, std::string& name);
+  template <class Parameters>
+  void takeType(const Parameters& type, std::string& name);
+  void readDisposition(std::string_view field);
+  template <class Parameters>
+  void takeDisposition(const Parameters& disposition);
   // What a field's raw 8-bit text is in, where it is not UTF-8; else empty.
   std::string charsetForRaw(std::string_view field);
-  void number(MimePart* parent, unsigned int index);
+  void place(MimePart* parent, unsigned int index);
+  void number();
+  const Ref<Source>& childSource() const { return childSource_ ? childSource_ : source_; }
   const Ref<Array>& children();
 
   // What the part holds besides plain content. Each finds out at once, since it decides what kind
@@ -88,13 +102,16 @@ class MimePart final : public Attachment {
   // Null for made parts.
   Ref<Source> source_;
   std::uint32_t entity_ = 0;
-  // Where the children are.
+  // Where the children are; null where that is `source_`.
   Ref<Source> childSource_;
   std::uint32_t firstChild_ = kNoEntity;
   std::vector<Made> made_;
 
   // The section number of this part; for a multipart at the root of a message, that of the message.
-  std::string section_;
+  // Null where there is none. Of a leaf, that of what is around it.
+  Ref<String> section_;
+  unsigned int index_ = 0;
+  bool isNumbered_ = false;
   std::string start_;
   // For a text that declares no charset: the one that a multipart around it declares.
   std::string outerCharset_;

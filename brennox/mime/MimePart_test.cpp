@@ -57,6 +57,20 @@ TEST(MimePart, CountsSectionsAsImapDoes) {
             "[2.2 2.2 text/html][3 3 message/rfc822][3.1 3.1 text/plain]");
 }
 
+TEST(MimePart, TakesOtherSectionNumbers) {
+  const AutoreleasePool pool;
+  const Ref<MimePart> root =
+      parse("Content-Type: multipart/mixed; boundary=b\n\n--b\n\none\n--b\n\ntwo\n--b--\n");
+  auto* const first = root->parts()->at<Attachment>(0);
+  auto* const second = root->parts()->at<Attachment>(1);
+  first->setUniqueID(String::stringWithText("mine"));
+  second->setPartID(nullptr);
+  EXPECT_EQ(textOf(first->partID()), "1");
+  EXPECT_EQ(textOf(first->uniqueID()), "mine");
+  EXPECT_EQ(second->partID(), nullptr);
+  EXPECT_EQ(textOf(second->uniqueID()), "2");
+}
+
 TEST(MimePart, ReadsItsFields) {
   const AutoreleasePool pool;
   const Ref<MimePart> part = parse(

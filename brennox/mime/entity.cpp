@@ -175,6 +175,10 @@ class Scan {
       impliedPart_ = false;
       const bool cut = readHeader();
       Entity& entity = current();
+      if (isIrregular_) {
+        entity.hasOtherFields = true;
+        entity.disposition = {};
+      }
       entity.body = offset(at_);
       classify(entity);
       if (impliedPart_ && entity.kind == EntityKind::Multipart) {
@@ -195,7 +199,7 @@ class Scan {
   // header; the cursor then stands on the line end before it, as nextBoundary() wants it.
   bool readHeader() {
     typeWasRepeated_ = false;
-    current().hasOtherFields = hasLoneReturns();
+    isIrregular_ = hasLoneReturns();
     const char* garbageUntil = nullptr;
     std::string_view* field = nullptr;
     std::string_view ignored;
@@ -209,10 +213,11 @@ class Scan {
       }
       if (isBlank(*line)) {
         // A continuation; at the very start of a header there is nothing to continue.
+        isIrregular_ = isIrregular_ || std::all_of(line, lf, isSpace);
         if (field != nullptr && field->data() != nullptr) {
           *field = std::string_view(field->data(), static_cast<std::size_t>(lf - field->data()));
         } else if (field == nullptr) {
-          current().hasOtherFields = true;
+          isIrregular_ = true;
           if (!headerGoesOn(line, garbageUntil)) {
             return false;
           }
@@ -230,7 +235,7 @@ class Scan {
         return true;
       }
       if (name == 0) {
-        current().hasOtherFields = true;
+        isIrregular_ = true;
         if (!headerGoesOn(line, garbageUntil)) {
           return false;
         }
@@ -284,10 +289,13 @@ class Scan {
       case rfc822::FieldId::kContentTransferEncoding:
         return &current().encoding;
       case rfc822::FieldId::kContentDisposition:
+        current().hasOtherFields = true;
+        isIrregular_ = isIrregular_ || current().disposition.data() != nullptr;
+        return &current().disposition;
       case rfc822::FieldId::kContentID:
       case rfc822::FieldId::kContentLocation:
       case rfc822::FieldId::kContentDescription:
-        current().hasOtherFields = true;
+        isIrregular_ = true;
         return nullptr;
       default:
         return nullptr;
@@ -516,6 +524,8 @@ class Scan {
   // The header that was read last ended where a part without a boundary line starts.
   bool impliedPart_ = false;
   bool typeWasRepeated_ = false;
+  // Its fields of a part have to be looked for again.
+  bool isIrregular_ = false;
 };
 
 }  // namespace

@@ -28,6 +28,9 @@ struct Entity {
   // empty when absent.
   std::string_view contentType;
   std::string_view encoding;
+  // So is the Content-Disposition of a header that has one and nothing else that takes a closer
+  // look: no other such field, no line of doubtful meaning. Null where the header has to be read.
+  std::string_view disposition;
   std::uint32_t parent = kNoEntity;
   std::uint32_t firstChild = kNoEntity;
   std::uint32_t nextSibling = kNoEntity;
@@ -35,7 +38,7 @@ struct Entity {
   // A multipart without any boundary line, one below the depth limit and an embedded message in an
   // encoding are leaves here.
   EntityKind kind = EntityKind::Leaf;
-  // The header may have other fields of a part, such as Content-Disposition.
+  // The header may have other fields of a part: the Content-Disposition above, or any.
   bool hasOtherFields = false;
   // Has the type of a body that can be shown: plain text, HTML, or none given.
   bool isText = false;

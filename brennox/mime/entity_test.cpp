@@ -234,6 +234,29 @@ TEST(Entity, TellsWhetherOtherFieldsOfAPartMayBeThere) {
   }
 }
 
+TEST(Entity, HasTheDispositionThatNeedsNoCloserLook) {
+  const struct {
+    const char* header;
+    const char* expected;
+  } rows[] = {
+      {"Content-Type: text/plain\r\nContent-Disposition: inline\r\n\r\n", " inline\r"},
+      {"content-disposition : attachment;\n filename=a\nX: y\n\n", " attachment;\n filename=a"},
+      {"X: y\n\nContent-Disposition: inline\n", nullptr},
+      {"Content-Disposition: inline\nContent-Disposition: attachment\n\n", nullptr},
+      {"Content-Disposition: inline\nContent-ID: <a@b>\n\n", nullptr},
+      {"Content-Description: a\nContent-Disposition: inline\n\n", nullptr},
+      {"Content-Disposition: inline\n \nX: y\n\n", nullptr},
+      {"Content-Disposition: inline\nno field\nTo: a\n\n", nullptr},
+      {"X: y\rContent-Disposition: inline\n\n", nullptr},
+  };
+  for (const auto& row : rows) {
+    const std::vector<Entity> entities = scanEntities(row.header);
+    const std::string_view found = entities.front().disposition;
+    EXPECT_EQ(found.data() == nullptr, row.expected == nullptr) << row.header;
+    EXPECT_EQ(found, row.expected == nullptr ? std::string_view() : row.expected) << row.header;
+  }
+}
+
 TEST(Entity, ReadsMediaTypesAndEncodings) {
   EXPECT_EQ(mediaTypeOf(" (a) Text (b) / (c) HTML (d); x=y").subtype, "HTML");
   EXPECT_EQ(mediaTypeOf("text").type, "text");
