@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
+#include <memory_resource>
 
+#include "core/block_memory.h"
 #include "rfc822/cursor.h"
 #include "text/ascii.h"
 #include "text/charset.h"
@@ -26,12 +28,20 @@ constexpr std::string_view kLeadOut = "\x1B(";
 
 enum class TokenKind : std::uint8_t { kWord, kQuoted, kComment, kAt, kAngle };
 
+// A list may be nothing but tokens of two characters: as small as can be, so that they stay within
+// a few times the list. `begin` and `length` are what stands between the delimiters, as it is.
 struct Token {
-  TokenKind kind;
-  bool blankBefore;
-  // What stands between the delimiters, as it is.
-  std::string_view text;
+  std::uint32_t begin;
+  std::uint32_t length : 27;
+  TokenKind kind : 4;
+  bool blankBefore : 1;
 };
+static_assert(sizeof(Token) == 8);
+
+using Tokens = std::pmr::vector<Token>;
+
+// What comes behind is not read. No header is as long.
+constexpr std::uint32_t kMaxList = (std::uint32_t{1} << 27) - 1;
 
 // RFC 5322 section 3.2.3: these end an atom. A dot and a backslash do not: both are common in
 // names.
@@ -54,7 +64,12 @@ class ListParser {
  public:
   ListParser(std::string_view raw, std::string_view rawCharset, EncodedWords words, bool nested,
              std::vector<Mailbox>& out)
-      : in_(raw), rawCharset_(rawCharset), words_(words), nested_(nested), out_(out) {
+      : list_(raw.substr(0, kMaxList)),
+        in_(list_),
+        rawCharset_(rawCharset),
+        words_(words),
+        nested_(nested),
+        out_(out) {
     tokens_.reserve(kUsualTokens);
   }
 
@@ -111,9 +126,18 @@ class ListParser {
   }
 
   void add(TokenKind kind, std::string_view text) {
-    tokens_.push_back({kind, blank_, text});
+    Token token{};
+    token.begin = static_cast<std::uint32_t>(text.data() - list_.data());
+    token.length = static_cast<std::uint32_t>(text.size()) & kMaxList;
+    token.kind = kind;
+    token.blankBefore = blank_;
+    tokens_.push_back(token);
     hasAddress_ = hasAddress_ || kind == TokenKind::kAt || kind == TokenKind::kAngle;
     blank_ = false;
+  }
+
+  std::string_view textOf(const Token& token) const {
+    return list_.substr(token.begin, token.length);
   }
 
   // After a group's name; elsewhere it is noise within an address.
@@ -335,9 +359,9 @@ class ListParser {
         raw += ' ';
       }
       if (token.kind == TokenKind::kQuoted || comments) {
-        appendUnquoted(token.text, raw);
+        appendUnquoted(textOf(token), raw);
       } else {
-        raw += token.text;
+        raw += textOf(token);
       }
     }
     std::string name = decoded(comments ? text::trimmed(raw) : std::string_view(raw));
@@ -433,7 +457,7 @@ class ListParser {
       if (name.empty()) {
         name = phrase(start, end, true);
       }
-      emit(std::move(name), address(tokens_[i].text));
+      emit(std::move(name), address(textOf(tokens_[i])));
       start = i + 1;
     }
   }
@@ -465,17 +489,17 @@ class ListParser {
     return tokens_[i].kind == TokenKind::kWord || tokens_[i].kind == TokenKind::kQuoted;
   }
   bool startsWith(std::size_t i, char c) const {
-    return tokens_[i].kind == TokenKind::kWord && tokens_[i].text.front() == c;
+    return tokens_[i].kind == TokenKind::kWord && textOf(tokens_[i]).front() == c;
   }
   bool endsWith(std::size_t i, char c) const {
-    return tokens_[i].kind == TokenKind::kWord && tokens_[i].text.back() == c;
+    return tokens_[i].kind == TokenKind::kWord && textOf(tokens_[i]).back() == c;
   }
 
   void endWithAt(bool hasComment) {
     // Comments stand anywhere: looked at on their own, they do not divide an address.
-    std::vector<Token> comments;
-    std::vector<std::size_t> places;
-    std::vector<Token> others;
+    Tokens comments(blockMemory());
+    std::pmr::vector<std::size_t> places(blockMemory());
+    Tokens others(blockMemory());
     if (hasComment) {
       for (const Token& token : tokens_) {
         if (token.kind == TokenKind::kComment) {
@@ -504,10 +528,10 @@ class ListParser {
       for (std::size_t k = first; k < end; ++k) {
         if (tokens_[k].kind == TokenKind::kQuoted) {
           raw += '"';
-          raw += tokens_[k].text;
+          raw += textOf(tokens_[k]);
           raw += '"';
         } else {
-          raw += tokens_[k].text;
+          raw += textOf(tokens_[k]);
         }
       }
       emit(phrase(start, first, false), address(raw));
@@ -523,7 +547,7 @@ class ListParser {
       return;
     }
     // A comment within the address says nothing about its owner.
-    std::vector<Token> beside;
+    Tokens beside(blockMemory());
     for (std::size_t i = 0; i < comments.size(); ++i) {
       if (places[i] <= addressStart || places[i] >= start) {
         beside.push_back(comments[i]);
@@ -541,7 +565,7 @@ class ListParser {
       // An address, or a list of them, that was encoded or put in quotes as a whole. In quotes it
       // must be one: whoever quoted a comma did not mean to divide anything.
       const bool encoded =
-          tokens_.front().kind == TokenKind::kWord && tokens_.front().text.substr(0, 2) == "=?";
+          tokens_.front().kind == TokenKind::kWord && textOf(tokens_.front()).substr(0, 2) == "=?";
       std::vector<Mailbox> inner;
       ListParser(text, rawCharset_, EncodedWords::kKeep, true, inner).parse();
       if (inner.size() == 1 || (encoded && !inner.empty())) {
@@ -607,12 +631,13 @@ class ListParser {
     }
   }
 
+  const std::string_view list_;
   Cursor in_;
   std::string_view rawCharset_;
   EncodedWords words_;
   bool nested_;  // already inside of an address list that was encoded whole
   std::vector<Mailbox>& out_;
-  std::vector<Token> tokens_;
+  Tokens tokens_{blockMemory()};
   std::vector<std::string> pending_;  // entries that may be the beginning of a name
   bool blank_ = false;
   bool hasAddress_ = false;  // among the tokens
