@@ -6,9 +6,19 @@
 #include <cstdio>
 #include <functional>
 
+#include "core/object_storage.h"
+
 namespace brennox {
 
 Object::~Object() = default;
+
+void* Object::operator new(std::size_t size) {
+  return allocateObject(size);
+}
+
+void Object::operator delete(void* object, std::size_t size) noexcept {
+  freeObject(object, size);
+}
 
 Object* Object::autorelease() {
   AutoreleasePool::autorelease(this);

@@ -17,6 +17,8 @@ class BRENNOX_EXPORT Object {
  public:
   Object() noexcept = default;
   virtual ~Object();
+  static void* operator new(std::size_t size);  // from what its thread keeps of such sizes
+  static void operator delete(void* object, std::size_t size) noexcept;
   Object(const Object&) = delete;
   Object& operator=(const Object&) = delete;
 
