@@ -3,6 +3,9 @@
 
 const { execFileSync } = require('node:child_process');
 const path = require('node:path');
+const { setImmediate } = require('node:timers/promises');
+const { setFlagsFromString } = require('node:v8');
+const { runInNewContext } = require('node:vm');
 
 const kRoot = path.join(__dirname, '..');
 const kBuild = path.join(kRoot, 'build/bench');
@@ -15,18 +18,24 @@ function buildPrograms(...names) {
   return names.map((name) => path.join(kBuild, name));
 }
 
+setFlagsFromString('--expose-gc');
+const collectGarbage = runInNewContext('gc');
+
 function median(values) {
   const sorted = [...values].sort((a, b) => a - b);
   return sorted[Math.floor(sorted.length / 2)];
 }
 
 // Runs each contender `runs` times, in turns, and prints the median in milliseconds and its ratio to the
-// first one. A contender is a function, sync or async; what it returns is not measured. One that returns a
-// number is taken at its word: that many milliseconds.
+// first one. Nobody pays for what the one before has left to collect. A contender is a function, sync or
+// async; what it returns is not measured. One that returns a number is taken at its word: that many
+// milliseconds.
 async function compare(title, contenders, { runs = 5 } = {}) {
   const times = Object.fromEntries(Object.keys(contenders).map((name) => [name, []]));
   for (let run = 0; run < runs; run++) {
     for (const [name, work] of Object.entries(contenders)) {
+      collectGarbage();
+      await setImmediate();
       const start = process.hrtime.bigint();
       const own = await work();
       times[name].push(typeof own === 'number' ? own : Number(process.hrtime.bigint() - start) / 1e6);

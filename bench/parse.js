@@ -1,7 +1,7 @@
 // Parsing: whole mails read through the script API (Import, all header fields, the four renderings' two
 // bodies, every attachment's bytes) beside two parsers from the registry and one in C, all in one run.
 // Needs the packages of `npm ci` in this folder and libgmime-3.0-dev.
-//   node --expose-gc bench/parse.js [small|big|parts|text|deep|hostile|memory ...]
+//   node bench/parse.js [small|big|parts|text|deep|hostile|memory ...]
 'use strict';
 
 const { execFileSync } = require('node:child_process');
