@@ -77,7 +77,7 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
       return static_cast<Self*>(last_);
     }
     void* wrapped = nullptr;
-    if (napi_unwrap(value.Env(), value, &wrapped) != napi_ok || live_.count(wrapped) == 0) {
+    if (napi_unwrap(value.Env(), value, &wrapped) != napi_ok || Live().count(wrapped) == 0) {
       return nullptr;
     }
     auto* const self = static_cast<Self*>(wrapped);
@@ -105,12 +105,12 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
   using Napi::ObjectWrap<Self>::InstanceMethod;
 
   explicit ScriptClass(const Napi::CallbackInfo& info) : Napi::ObjectWrap<Self>(info) {
-    live_.insert(static_cast<Self*>(this));
+    Live().insert(static_cast<Self*>(this));
     last_ = this;
   }
 
   ~ScriptClass() override {
-    live_.erase(static_cast<Self*>(this));
+    Live().erase(static_cast<Self*>(this));
     if (last_ == this) {
       last_ = nullptr;
     }
@@ -171,7 +171,11 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
   // it is used: objects of our other classes, of other addons and of another copy of this module in
   // the process carry something else. A tag on each object would say the same, and making and
   // reading it takes the engine longer than all the rest that it does for an object.
-  static inline thread_local std::unordered_set<const void*> live_;
+  static std::unordered_set<const void*>& Live() {
+    // Not a member: for Windows, gcc makes such a member in every file that uses it.
+    thread_local std::unordered_set<const void*> live;
+    return live;
+  }
 
   // Scripts read many members of one object in a row, and a look at what it carries costs more than
   // most getters. The very object that was looked at last on this thread needs no second look.

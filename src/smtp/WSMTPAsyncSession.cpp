@@ -103,7 +103,7 @@ Napi::Function WSMTPAsyncSession::Define(Napi::Env env) {
                                                                              kBoolean),
 
       Method<&W::CheckAccount>("checkAccount"),
-      Method<&W::SendMessage>("sendMessage"),
+      Method<&W::Send>("sendMessage"),
       Method<&W::SendMessageOperation>("sendMessageOperation"),
       Method<&W::Disconnect>("disconnect"),
       Method<&W::IsDisconnected>("isDisconnected"),
@@ -142,7 +142,7 @@ Napi::Value WSMTPAsyncSession::CheckAccount(const Napi::CallbackInfo& info) {
   return Napi::Number::New(info.Env(), 0);
 }
 
-Napi::Value WSMTPAsyncSession::SendMessage(const Napi::CallbackInfo& info) {
+Napi::Value WSMTPAsyncSession::Send(const Napi::CallbackInfo& info) {
   const Napi::Env env = info.Env();
   Require(IsMessage(info[0]), env, "Value must be string or buffer");
   const brennox::Ref<brennox::Data> message = MessageOf(info[0]);

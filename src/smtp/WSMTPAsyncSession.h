@@ -31,7 +31,7 @@ class WSMTPAsyncSession final : public ScriptClass<WSMTPAsyncSession> {
   void SetAuthType(const Napi::CallbackInfo& info, const Napi::Value& value);
 
   Napi::Value CheckAccount(const Napi::CallbackInfo& info);
-  Napi::Value SendMessage(const Napi::CallbackInfo& info);
+  Napi::Value Send(const Napi::CallbackInfo& info);
   void SendMessageOperation(const Napi::CallbackInfo& info);
   void Disconnect(const Napi::CallbackInfo&) {}
   Napi::Value IsDisconnected(const Napi::CallbackInfo& info);
