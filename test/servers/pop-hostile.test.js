@@ -79,6 +79,7 @@ const kCases = [
   ['LIST and UIDL refused', [serving([[/^LIST/, '-ERR\r\n'], [/^UIDL/, '-ERR\r\n']])], (s) => thrown(() => s.fetchMessages()), 'Error code: 33'],
   ['a line without end', [serving([[/^NOOP/, { garbage: 300000 }]])], (s) => s.noop(), ErrorCode.Parse],
   ['QUIT never answered', [serving([[/^QUIT/, { delay: 4000 }]])], (s) => { s.login(); return s.disconnect(); }, undefined],
+  ['a line break in the password, for PASS', [serving([[/^CAPA/, '+OK\r\nUSER\r\n.\r\n']])], (s) => s.login(), ErrorCode.InvalidArgument, { password: 'se\r\nDELE 1' }],
   ['a line break in the password', [serving([])], (s) => s.login(), 0, { password: 'se\r\nDELE 1' }],
 ];
 
