@@ -1,5 +1,6 @@
-// The connection is cut after every number of bytes that a short session receives: nothing crashes, hangs,
-// gives half a message, or loses or doubles one beyond what the protocol makes unavoidable.
+// The connection is cut after every number of bytes that a short session receives, and after every number that it
+// sends: nothing crashes, hangs, gives half a message, or loses or doubles one beyond what the protocol makes
+// unavoidable.
 'use strict';
 
 const assert = require('node:assert/strict');
@@ -21,10 +22,10 @@ async function startProxy(port) {
   const next = async () => (await lines.next()).value;
   return {
     port: JSON.parse(await next()).port,
-    // Sets the limit; gives the bytes of the longest connection before.
-    async limit(bytes) {
-      child.stdin.write(`${bytes}\n`);
-      return Number(await next());
+    // Sets the limits of what a connection receives and sends; gives the bytes of the longest connections before.
+    async limit(...bytes) {
+      child.stdin.write(`${bytes.join(' ')}\n`);
+      return (await next()).split(' ').map(Number);
     },
     async stop() {
       const gone = new Promise((resolve) => child.once('exit', resolve));
@@ -42,7 +43,22 @@ function outcome(work) {
   }
 }
 
-test('a connection that is cut after N bytes, for every N', { skip: reasonToSkip({ dovecot: true, old: true }), timeout: 900000 }, async (t) => {
+// What is cut, and the limits for it.
+const kDirections = [['received', (bytes) => [bytes, 0]], ['sent', (bytes) => [0, bytes]]];
+
+const pause = (milliseconds) => Atomics.wait(new Int32Array(new SharedArrayBuffer(4)), 0, 0, milliseconds);
+
+// A command that was sent whole is carried out although its connection has gone: looks until nothing moves any more.
+function settled(look) {
+  for (let last = null, looks = 0; ; ++looks) {
+    const now = look();
+    if (JSON.stringify(now) === JSON.stringify(last) || looks === 100) return now;
+    last = now;
+    pause(10);
+  }
+}
+
+test('a connection that is cut after N bytes, for every N', { skip: reasonToSkip({ dovecot: true, old: true }), timeout: 1800000 }, async (t) => {
   const servers = await startServers({ dovecot: true, old: true });
   t.after(() => servers.stop());
   const sessionAt = (port) => Object.assign(new IMAPSession(), {
@@ -76,32 +92,35 @@ test('a connection that is cut after N bytes, for every N', { skip: reasonToSkip
           return direct.appendMessage(from, new Data(Buffer.from(kMail)), 0);
         };
         let uid = prepare();
-        await proxy.limit(0);
+        await proxy.limit(0, 0);
         assert.equal(work(uid).moved.error, undefined);
-        const total = await proxy.limit(0);
-        assert.ok(total > 400);
-        const seen = new Set();
-        uid = prepare();
-        // The first cut also counts for the session's second connection, so both are cut at the same place.
-        for (let bytes = 1; bytes <= total; ++bytes) {
-          await proxy.limit(bytes);
-          const { body, moved } = work(uid);
-          if (body.error === undefined) {
-            assert.equal(body.value.bytes().toString(), kMail, `at ${bytes}`);
-          } else {
-            assert.match(body.error, /^Error code: (1|3|35)$/, `at ${bytes}`);
+        const totals = await proxy.limit(0, 0);
+        assert.ok(totals[0] > 400 && totals[1] > 80, totals.join());
+        for (const [way, [direction, limitsOf]] of kDirections.entries()) {
+          const seen = new Set();
+          uid = prepare();
+          // The first cut also counts for the session's second connection, so both are cut at the same place.
+          for (let bytes = 1; bytes <= totals[way]; ++bytes) {
+            const where = `at ${bytes} ${direction}`;
+            await proxy.limit(...limitsOf(bytes));
+            const { body, moved } = work(uid);
+            if (body.error === undefined) {
+              assert.equal(body.value.bytes().toString(), kMail, where);
+            } else {
+              assert.match(body.error, /^Error code: (1|3|35)$/, where);
+            }
+            if (moved.error !== undefined) assert.match(moved.error, /^Unable to move messages. Error code: (1|3|19|35)$/, where);
+            const look = () => [alive(from).length, alive(to).length];
+            const [left, arrived] = moved.error === undefined || way === 0 ? look() : settled(look);
+            assert.ok(left + arrived >= 1, `lost ${where}`);
+            if (moved.error === undefined) assert.deepEqual([left, arrived], [0, 1], where);
+            // MOVE is one step. COPY and STORE are two, and a cut between them leaves both copies.
+            assert.ok(left + arrived <= (prefix ? 2 : 1), `doubled ${where}`);
+            seen.add(`${left}+${arrived}`);
+            if (arrived > 0 || left !== 1) uid = prepare();
           }
-          if (moved.error !== undefined) assert.match(moved.error, /^Unable to move messages. Error code: (1|3|19|35)$/, `at ${bytes}`);
-          const left = alive(from).length;
-          const arrived = alive(to).length;
-          assert.ok(left + arrived >= 1, `lost at ${bytes}`);
-          if (moved.error === undefined) assert.deepEqual([left, arrived], [0, 1], `at ${bytes}`);
-          // MOVE is one step. COPY and STORE are two, and a cut between them leaves both copies.
-          assert.ok(left + arrived <= (prefix ? 2 : 1), `doubled at ${bytes}`);
-          seen.add(`${left}+${arrived}`);
-          if (arrived > 0 || left !== 1) uid = prepare();
+          assert.ok(seen.has('1+0') && seen.has('0+1'), [...seen].join(' '));
         }
-        assert.ok(seen.has('1+0') && seen.has('0+1'), [...seen].join(' '));
         direct.disconnect();
       } finally {
         await proxy.stop();
@@ -120,23 +139,29 @@ test('a connection that is cut after N bytes, for every N', { skip: reasonToSkip
         session.disconnect();
         return result;
       };
-      await proxy.limit(0);
+      await proxy.limit(0, 0);
       assert.equal(work().value, 1);
-      const total = await proxy.limit(0);
+      const totals = await proxy.limit(0, 0);
+      assert.ok(totals[1] > kMail.length, totals.join());
       let known = 1;
-      for (let bytes = 1; bytes <= total; ++bytes) {
-        await proxy.limit(bytes);
-        const { value, error } = work();
-        const list = direct.fetchMessagesByUID('appended');
-        const added = list.length - known;
-        known = list.length;
-        if (error === undefined) {
-          assert.equal(added, 1, `at ${bytes}`);
-          assert.equal(list.at(-1).uid, value);
-          assert.equal(direct.fetchMessageByUID('appended', value).bytes().toString(), kMail);
-        } else {
-          assert.match(error, /^\d+$/);
-          assert.ok(added === 0 || added === 1, `at ${bytes}`);
+      for (const [way, [direction, limitsOf]] of kDirections.entries()) {
+        for (let bytes = 1; bytes <= totals[way]; ++bytes) {
+          const where = `at ${bytes} ${direction}`;
+          await proxy.limit(...limitsOf(bytes));
+          const { value, error } = work();
+          const look = () => direct.fetchMessagesByUID('appended').map((m) => m.uid);
+          const list = error === undefined || way === 0 ? look() : settled(look);
+          const added = list.length - known;
+          known = list.length;
+          if (error === undefined) {
+            assert.equal(added, 1, where);
+            assert.equal(list.at(-1), value);
+          } else {
+            assert.match(error, /^\d+$/);
+            assert.ok(added === 0 || added === 1, where);
+          }
+          // What has arrived is whole.
+          if (added === 1) assert.equal(direct.fetchMessageByUID('appended', list.at(-1)).bytes().toString(), kMail, where);
         }
       }
       direct.disconnect();
