@@ -147,6 +147,15 @@ constexpr bool isControl(char c) {
   return (byte < 0x20 && c != '\t' && c != '\n' && c != '\f' && c != '\r') || byte == 0x7F;
 }
 
+// Looks at all bytes, without a way out of the loop: the compiler then takes many at a time.
+bool hasControls(std::string_view text) {
+  bool found = false;
+  for (const char c : text) {
+    found |= isControl(c);
+  }
+  return found;
+}
+
 // Puts what stand-ins stand for into a finished tree.
 class Restorer {
  public:
@@ -193,7 +202,7 @@ ParseTree::ParseTree(std::string_view html) : arena_(std::make_unique<Arena>()) 
     html.remove_prefix(3);
   }
   std::string printable;
-  if (std::any_of(html.begin(), html.end(), isControl)) {
+  if (hasControls(html)) {
     std::remove_copy_if(html.begin(), html.end(), std::back_inserter(printable), isControl);
     html = printable;
   }

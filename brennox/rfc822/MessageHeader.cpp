@@ -37,7 +37,7 @@ constexpr std::size_t kMaxFields = 200'000;
 // Up to so many extra fields a walk is quicker than a table.
 constexpr std::size_t kMaxWalk = 32;
 // Room for them is made at once.
-constexpr std::size_t kUsualFields = 32;
+constexpr std::size_t kUsualFields = 16;
 
 Ref<Array> copyOfTexts(Array* texts) {
   return texts == nullptr ? Ref<Array>() : make<Array>(texts);
@@ -246,7 +246,9 @@ struct MessageHeader::Fields {
     }
     extrasPending = false;
     extraIndexValid = false;
-    extras.reserve(parsed().size());
+    extras.reserve(static_cast<std::size_t>(
+        std::count_if(parsed().begin(), parsed().end(),
+                      [](const HeaderField& field) { return !hasProperty(field.id); })));
     for (const HeaderField& field : parsed()) {
       if (!hasProperty(field.id)) {
         extras.push_back({field.name, field.value, true, nullptr, nullptr});
@@ -275,7 +277,9 @@ struct MessageHeader::Fields {
     loadExtras();
     if (extras.size() <= kMaxWalk) {
       for (std::size_t i = 0; i < extras.size(); ++i) {
-        if (text::equalsIgnoringCase(extras[i].key(), name)) {
+        // Names that were listed before are asked for in their own case.
+        const std::string_view key = extras[i].key();
+        if (key == name || text::equalsIgnoringCase(key, name)) {
           return i;
         }
       }

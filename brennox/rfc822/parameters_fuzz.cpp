@@ -5,6 +5,7 @@
 
 #include "rfc822/parameters.h"
 #include "rfc822/plain_parameters.h"
+#include "text/ascii.h"
 #include "text/charset.h"
 
 using namespace brennox;
@@ -15,7 +16,7 @@ namespace {
 bool agree(const PlainParameters& plain, const ParameterizedValue& full) {
   bool same = plain.value == full.value && plain.count == full.parameters.size();
   for (std::size_t i = 0; same && i < plain.count; ++i) {
-    same = plain.parameters[i].name == full.parameters[i].name &&
+    same = text::lowered(plain.parameters[i].name) == full.parameters[i].name &&
            plain.parameters[i].value == full.parameters[i].value;
   }
   return same;

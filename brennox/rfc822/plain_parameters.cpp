@@ -6,13 +6,13 @@
 namespace brennox::rfc822 {
 namespace {
 
-constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz0123456789-_";
-constexpr text::CharacterSet kInName(kLetters);
-constexpr text::CharacterSet kInValue("abcdefghijklmnopqrstuvwxyz0123456789-_.+/");
-constexpr text::CharacterSet kInToken(
-    "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_.+");
-// What ends a quoted string, or means more in it than itself. A percent sign may, where the marks
-// of an encoding stand before it, and an equals sign begins encoded-words.
+#define BRENNOX_LETTERS "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_"
+constexpr text::CharacterSet kInName(BRENNOX_LETTERS);
+constexpr text::CharacterSet kInValue(BRENNOX_LETTERS ".+/");
+constexpr text::CharacterSet kInToken(BRENNOX_LETTERS ".+");
+#undef BRENNOX_LETTERS
+// What ends a quoted string, or may mean more in it than itself: a percent sign where the marks of
+// an encoding stand before it, an equals sign where it begins an encoded-word.
 constexpr text::CharacterSet kNotPlainInQuotes =
     text::CharacterSet("\"\\%=").withControls().withNonAscii();
 
@@ -26,7 +26,13 @@ bool readValue(Cursor& in, std::string_view& value) {
     value = take(in, kInToken);
     return !value.empty();
   }
-  value = in.takeUntil(kNotPlainInQuotes);
+  const Cursor::Checkpoint start = in.checkpoint();
+  in.takeUntil(kNotPlainInQuotes);
+  while (in.peek() == '=' && in.peek(1) != '?') {
+    in.skip();
+    in.takeUntil(kNotPlainInQuotes);
+  }
+  value = in.since(start);
   return in.take('"');
 }
 
@@ -34,23 +40,28 @@ bool readValue(Cursor& in, std::string_view& value) {
 
 std::string_view PlainParameters::get(std::string_view name) const {
   for (std::size_t i = 0; i < count; ++i) {
-    if (parameters[i].name == name) {
+    if (text::equalsIgnoringCase(parameters[i].name, name)) {
       return parameters[i].value;
     }
   }
   return {};
 }
 
+std::string_view PlainParameters::type() const {
+  return std::string_view(value).substr(0, value.find('/'));
+}
+
 std::string_view PlainParameters::subtype() const {
   const std::size_t slash = value.find('/');
-  return slash == std::string_view::npos ? std::string_view() : value.substr(slash + 1);
+  return slash == std::string::npos ? std::string_view()
+                                    : std::string_view(value).substr(slash + 1);
 }
 
 std::optional<PlainParameters> readPlainParameters(std::string_view raw) {
   PlainParameters result;
   Cursor in(raw);
   in.skipWhiteSpace();
-  result.value = take(in, kInValue);
+  text::appendLowered(take(in, kInValue), result.value);
   if (result.value.empty() || result.value.front() == '/' || result.value.back() == '/') {
     return std::nullopt;
   }

@@ -6,15 +6,16 @@
 #include <string>
 
 #include "rfc822/parameters.h"
+#include "text/ascii.h"
 
 namespace brennox::rfc822 {
 namespace {
 
 std::string listed(const PlainParameters& plain) {
-  std::string out(plain.value);
+  std::string out = plain.value;
   for (std::size_t i = 0; i < plain.count; ++i) {
-    out +=
-        "|" + std::string(plain.parameters[i].name) + "=" + std::string(plain.parameters[i].value);
+    const PlainParameters::Parameter& parameter = plain.parameters[i];
+    out += "|" + text::lowered(parameter.name) + "=" + std::string(parameter.value);
   }
   return out;
 }
@@ -34,6 +35,10 @@ TEST(PlainParameters, AreReadWhereTheyStand) {
       " attachment;\r\n\tfilename=\"a (1), b's.txt\" ; size=12 ;\r\n",
       "multipart/related; type=\"text/html\"; boundary=\"----_b\"",
       "a; b=1; b=2",
+      "TEXT/Plain; CHARSET=US-ASCII; charset=utf-8",
+      "multipart/mixed; boundary=\"----=_Part_1?=\"",
+      "multipart/mixed; boundary=\"=-a==\"",
+      "text/plain; name=\"==\"",
   };
   for (const char* const row : kRows) {
     const auto plain = readPlainParameters(row);
@@ -46,6 +51,10 @@ TEST(PlainParameters, AreReadWhereTheyStand) {
   EXPECT_EQ(type->subtype(), "x-a");
   EXPECT_EQ(type->get("name"), "b c");
   EXPECT_EQ(type->get("none"), "");
+  const auto capitals = readPlainParameters("Text/HTML; CharSet=\"UTF-8\"");
+  ASSERT_TRUE(capitals);
+  EXPECT_EQ(capitals->value, "text/html");
+  EXPECT_EQ(capitals->get("charset"), "UTF-8");
 }
 
 TEST(PlainParameters, AreNoneWhereMoreHasToBeDone) {
@@ -54,11 +63,9 @@ TEST(PlainParameters, AreNoneWhereMoreHasToBeDone) {
       "; a=b",
       "/plain",
       "text/",
-      "Text/plain",
       "text /plain",
       "text/plain (comment)",
       "text/plain charset=utf-8",
-      "text/plain; Charset=utf-8",
       "text/plain; charset = utf-8",
       "text/plain; charset=",
       "text/plain; charset",
@@ -81,8 +88,8 @@ TEST(PlainParameters, AreNoneWhereMoreHasToBeDone) {
 
 TEST(PlainParameters, AgreeWithTheFullReading) {
   constexpr std::string_view kPieces[] = {
-      "a", "text/plain", ";", "; ", "\r\n ", "name", "=", "\"", "b c", "(x",       ")",
-      "*", "%20",        "'", "\\", "=?",    "?=",   "/", "A",  "x=y", "; n=\"v\""};
+      "a", "text/plain", ";", "; ", "\r\n ", "name", "=", "\"", "b c", "(x",        ")",
+      "*", "%20",        "'", "\\", "=?",    "?=",   "/", "A",  "x=y", "; n=\"v\"", "N="};
   std::mt19937 random(11);
   int found = 0;
   for (int round = 0; round < 200'000; ++round) {
