@@ -219,8 +219,7 @@ std::unique_ptr<ByteTable> makeTable(const ByteCharset& charset) {
   return table;
 }
 
-std::unique_ptr<Codec> makeCodec(std::string_view name) {
-  CharsetName resolved = resolveCharset(name);
+std::unique_ptr<Codec> makeCodec(CharsetName resolved) {
   auto codec = std::make_unique<Codec>();
   codec->kind = resolved.kind;
   codec->converter = std::move(resolved.converter);
@@ -264,11 +263,55 @@ std::unique_ptr<Codec> makeCodec(std::string_view name) {
   return codec;
 }
 
-// The codec of a name, made once. Codecs live as long as the process.
+// Codecs live as long as the process. All spellings of a name that lead to one converter share its
+// codec: what a sender invents fills no more than the list of spellings, without which each is
+// looked at afresh.
+class Codecs {
+ public:
+  const Codec& find(const std::string& spelling) {
+    const std::lock_guard<std::mutex> guard(lock_);
+    if (const auto known = spellings_.find(spelling); known != spellings_.end()) {
+      return *known->second;
+    }
+    const Codec& codec = findResolved(resolveCharset(spelling));
+    if (spellings_.size() < kMaxRememberedNames) {
+      spellings_.emplace(spelling, &codec);
+    }
+    return codec;
+  }
+
+  static const Codec& unknown() {
+    static const Codec* const codec = new Codec;
+    return *codec;
+  }
+
+ private:
+  const Codec& findResolved(CharsetName resolved) {
+    if (resolved.kind == CharsetKind::kUnknown) {
+      return unknown();
+    }
+    const auto kind = static_cast<std::size_t>(resolved.kind);
+    std::unordered_map<std::string, const Codec*>& known = known_[kind];
+    const auto found = known.find(resolved.converter);
+    if (found != known.end()) {
+      return *found->second;
+    }
+    const std::string converter = resolved.converter;
+    std::unique_ptr<Codec> made = makeCodec(std::move(resolved));
+    if (made->kind == CharsetKind::kUnknown || known.size() >= kMaxRememberedNames) {
+      return unknown();
+    }
+    return *known.emplace(converter, made.release()).first->second;
+  }
+
+  std::mutex lock_;
+  std::unordered_map<std::string, const Codec*> spellings_;
+  // By the converter's name; one each for UTF-8 and ASCII.
+  std::array<std::unordered_map<std::string, const Codec*>, 4> known_;
+};
+
 const Codec& codecFor(std::string_view name) {
-  static const Codec unknown;
-  static std::mutex* const lock = new std::mutex;
-  static auto* const codecs = new std::unordered_map<std::string, const Codec*>;
+  static auto* const codecs = new Codecs;
   struct Last {
     std::string name;
     const Codec* codec = nullptr;
@@ -278,22 +321,10 @@ const Codec& codecFor(std::string_view name) {
     return *last.codec;
   }
   if (name.empty() || name.size() > kMaxCharsetName) {
-    return unknown;
+    return Codecs::unknown();
   }
-  std::string key(name);
-  const std::lock_guard<std::mutex> guard(*lock);
-  const auto found = codecs->find(key);
-  if (found != codecs->end()) {
-    last.codec = found->second;
-  } else {
-    if (codecs->size() >= kMaxRememberedNames) {
-      // A few hundred spellings have been seen: the usual ones are among them.
-      return unknown;
-    }
-    last.codec = makeCodec(name).release();
-    codecs->emplace(key, last.codec);
-  }
-  last.name = std::move(key);
+  last.name = name;
+  last.codec = &codecs->find(last.name);
   return *last.codec;
 }
 

@@ -83,6 +83,16 @@ TEST(Charset, ReadsTheNamesThatMailUses) {
   }
 }
 
+TEST(Charset, InventedNamesLeaveRoomForOthers) {
+  for (int i = 0; i < 2000; ++i) {
+    EXPECT_FALSE(isKnownCharset("x-invented-" + std::to_string(i)));
+  }
+  std::string greek;
+  EXPECT_TRUE(appendInCharset("\xE1\xE2", "wInDoWs-1253", greek));
+  EXPECT_EQ(greek, "αβ");
+  EXPECT_TRUE(isKnownCharset("eUC-tw"));
+}
+
 TEST(Charset, UnknownNamesAppendNothing) {
   for (const std::string_view name :
        {"", "x-unknown", "8bit", "../../etc/passwd", "utf-8,swaplfnl", "no such charset"}) {
