@@ -79,7 +79,12 @@ Napi::Value BufferOf(Napi::Env env, brennox::Ref<brennox::Data> data) {
     return env.Undefined();
   }
   if (data->length() < kSmallestSharedBlock) {
-    return Napi::Buffer<char>::Copy(env, data->bytes(), data->length());
+    // Without a look at what has just been made, which a Napi::Buffer takes.
+    napi_value copy = nullptr;
+    if (napi_create_buffer_copy(env, data->length(), data->bytes(), nullptr, &copy) != napi_ok) {
+      throw Napi::Error::New(env);
+    }
+    return {env, copy};
   }
   if (!data->isUnique()) {
     data = brennox::make<brennox::Data>(data->bytes(), data->length());
