@@ -26,7 +26,7 @@ constexpr std::size_t kUsualTokens = 8;
 constexpr char kEscape = '\x1B';
 constexpr std::string_view kLeadOut = "\x1B(";
 
-enum class TokenKind : std::uint8_t { kWord, kQuoted, kComment, kAt, kAngle };
+enum class TokenKind : std::uint32_t { kWord, kQuoted, kComment, kAt, kAngle };
 
 // A list may be nothing but tokens of two characters: as small as can be, so that they stay within
 // a few times the list. `begin` and `length` are what stands between the delimiters, as it is.
@@ -34,7 +34,7 @@ struct Token {
   std::uint32_t begin;
   std::uint32_t length : 27;
   TokenKind kind : 4;
-  bool blankBefore : 1;
+  std::uint32_t blankBefore : 1;  // true or false; of one type all, or they do not share a word
 };
 static_assert(sizeof(Token) == 8);
 

@@ -10,6 +10,8 @@ require('./load.js');
 
 const kModule = process.env.VELKOR_BRENNOX2;
 const kAddons = process.env.BRENNOX_TEST_ADDONS;
+const kIsWindows = process.platform === 'win32';
+const kOnlyShared = kIsWindows && 'on Windows the module is one file, which brings all of its libraries';
 const kIsSanitized = /asan/.test(process.env.LD_PRELOAD ?? '');
 
 // What each script can use: `file`, `use(module)` which works with it, and `inWorker(code)` which resolves with the
@@ -117,7 +119,7 @@ const cases = {
     await use(require(file));`,
   'by createRequire in an ES module': `
     const { createRequire } = await import('node:module');
-    await use(createRequire('file:///none.mjs')(file));`,
+    await use(createRequire(require('node:url').pathToFileURL('/none.mjs'))(file));`,
 };
 
 for (const { name, file, skip } of nodes) {
@@ -143,7 +145,7 @@ for (const { name, file, skip } of nodes) {
     assert.deepStrictEqual({ status, stdout, stderr }, { status: 0, stdout: 'true 16\n', stderr: '' });
   });
 
-  test(`${name}: works after another addon has brought the system's OpenSSL`, { skip }, () => {
+  test(`${name}: works after another addon has brought the system's OpenSSL`, { skip: skip || kOnlyShared }, () => {
     const { status, signal, stderr } = run(file, script(`
       const other = require(addons + '/uses_libcrypto.node');
       const before = other.version();
@@ -155,7 +157,7 @@ for (const { name, file, skip } of nodes) {
     assert.deepStrictEqual({ status, signal, stderr }, { status: 0, signal: null, stderr: '' });
   });
 
-  test(`${name}: leaves an addon alone that brings the system's OpenSSL later`, { skip }, () => {
+  test(`${name}: leaves an addon alone that brings the system's OpenSSL later`, { skip: skip || kOnlyShared }, () => {
     const { status, signal, stderr } = run(file, script(`
       const m = require(file);
       await use(m);
@@ -165,7 +167,7 @@ for (const { name, file, skip } of nodes) {
   });
 
   const jemalloc = ['/usr/lib/x86_64-linux-gnu/libjemalloc.so.2'].find((library) => fs.existsSync(library));
-  const noPreload = skip || (kIsSanitized && 'the sanitizer is itself a preloaded allocator') ||
+  const noPreload = skip || kOnlyShared || (kIsSanitized && 'the sanitizer is itself a preloaded allocator') ||
     (!jemalloc && 'libjemalloc.so.2 is not installed');
   test(`${name}: works under a preloaded allocator`, { skip: noPreload }, () => {
     const { status, signal, stderr } = run(file, script(`
@@ -190,7 +192,7 @@ for (const { name, file, skip } of nodes) {
     const code = session.sendMessage('Subject: s\\r\\n\\r\\ntext', 'a@b.example', ['c@d.example']);
     const maps = require('node:fs').readFileSync('/proc/self/maps', 'utf8');`;
 
-  test(`${name}: GOST cryptography stays out of node:crypto`, { skip: skip || kIsSanitized && 'needs deep binding' }, () => {
+  test(`${name}: GOST cryptography stays out of node:crypto`, { skip: skip || kOnlyShared || kIsSanitized && 'needs deep binding' }, () => {
     const { status, signal, stderr } = run(file, script(`
       const crypto = require('node:crypto');
       const hashes = crypto.getHashes(), ciphers = crypto.getCiphers(), curves = crypto.getCurves();
@@ -208,7 +210,7 @@ for (const { name, file, skip } of nodes) {
   });
 
   test(`${name}: the libraries of the module are bound to the system's OpenSSL`,
-    { skip: skip || kIsSanitized && 'needs deep binding' }, (t) => {
+    { skip: skip || kOnlyShared || kIsSanitized && 'needs deep binding' }, (t) => {
       const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'brennox-bindings-'));
       t.after(() => fs.rmSync(folder, { recursive: true }));
       const log = path.join(folder, 'bindings');
@@ -233,7 +235,7 @@ for (const { name, file, skip } of nodes) {
       }
     });
 
-  test(`${name}: says what is missing when the implementation cannot be opened`, { skip }, (t) => {
+  test(`${name}: says what is missing when the implementation cannot be opened`, { skip: skip || kOnlyShared }, (t) => {
     const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'brennox-missing-'));
     t.after(() => fs.rmSync(folder, { recursive: true }));
     const alone = path.join(folder, path.basename(kModule));
@@ -259,7 +261,7 @@ for (const { name, file, skip } of nodes) {
 test("objects of another copy of the module are nobody's", { skip: kIsSanitized && 'sees two copies as a fault of its own' }, (t) => {
   const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'brennox-copy-'));
   t.after(() => fs.rmSync(folder, { recursive: true, force: true }));
-  for (const name of ['velkor_brennox2.node', 'velkor_brennox2_impl.so']) {
+  for (const name of kIsWindows ? ['velkor_brennox2.node'] : ['velkor_brennox2.node', 'velkor_brennox2_impl.so']) {
     fs.copyFileSync(path.join(path.dirname(kModule), name), path.join(folder, name));
   }
   const { status, stderr } = run(process.execPath, script(`
@@ -279,7 +281,7 @@ test("objects of another copy of the module are nobody's", { skip: kIsSanitized 
   assert.deepStrictEqual({ status, stderr }, { status: 0, stderr: '' });
 });
 
-test('the implementation shows nothing but its entry and the allocator', () => {
+test('the implementation shows nothing but its entry and the allocator', { skip: kOnlyShared }, () => {
   const { stdout, status } = require('node:child_process').spawnSync(
     'nm', ['-D', '--defined-only', '--format=posix', path.join(path.dirname(kModule), 'velkor_brennox2_impl.so')],
     { encoding: 'utf8' });

@@ -247,10 +247,12 @@ test('decryptMessage: each reason has its text', () => {
   assert.equal(message(mail, { doNotDecrypt: true }), 'Decryption is switched off');
   ownStore('alice');
   assert.equal(message(mail), 'No private key found for any recipient of this message');
-  ownStore();
-  put('my/bob.crt', pem('bob'));
-  put('my/bob.key', read('bob.key'), 0o644);
-  assert.equal(message(mail), 'The private key cannot be opened');
+  if (process.platform !== 'win32') { // there, a mode opens nothing: the unit tests set access control lists
+    ownStore();
+    put('my/bob.crt', pem('bob'));
+    put('my/bob.key', read('bob.key'), 0o644);
+    assert.equal(message(mail), 'The private key cannot be opened');
+  }
   ownStore('bob');
   const der = Buffer.from(mail.toString().split('\r\n\r\n')[1], 'base64');
   const wrap = (bytes) => Buffer.concat([
@@ -422,7 +424,7 @@ test('the store: a change is seen by the next message', () => {
 
 test('a signer whose message carries no certificate is found in the store', () => {
   const content = 'Content-Type: text/plain\r\n\r\nx\r\n';
-  const made = openssl(['cms', '-sign', '-nocerts', '-signer', file('alice.crt'), '-inkey', file('alice.key')], content);
+  const made = openssl(['cms', '-sign', '-binary', '-nocerts', '-signer', file('alice.crt'), '-inkey', file('alice.key')], content);
   ownStore();
   assert.equal(parse(made.out).verifyResult, false);
   assert.equal(parse(made.out).signerCertificate, undefined);
@@ -572,7 +574,7 @@ function timesOfOthers() {
     .map((thread) => [thread, Number(fs.readFileSync(`/proc/self/task/${thread}/schedstat`, 'latin1').split(' ')[0])]));
 }
 
-const noThreadTimes = fs.existsSync('/proc/self/schedstat') ? false : 'the kernel does not count the time of threads';
+const noThreadTimes = process.platform === 'linux' && fs.existsSync('/proc/self/schedstat') ? false : 'the kernel does not count the time of threads';
 test('imports are spread over the worker threads', { skip: noThreadTimes }, async () => {
   ownStore();
   const b = builder();
