@@ -105,12 +105,12 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
   using Napi::ObjectWrap<Self>::InstanceMethod;
 
   explicit ScriptClass(const Napi::CallbackInfo& info) : Napi::ObjectWrap<Self>(info) {
-    Live().insert(static_cast<Self*>(this));
+    Live().insert(this);
     last_ = this;
   }
 
   ~ScriptClass() override {
-    Live().erase(static_cast<Self*>(this));
+    Live().erase(this);
     if (last_ == this) {
       last_ = nullptr;
     }
@@ -170,7 +170,8 @@ class ScriptClass : public Napi::ObjectWrap<Self> {
   // The native parts that are alive on this thread. What an object carries is looked up here before
   // it is used: objects of our other classes, of other addons and of another copy of this module in
   // the process carry something else. A tag on each object would say the same, and making and
-  // reading it takes the engine longer than all the rest that it does for an object.
+  // reading it takes the engine longer than all the rest that it does for an object. This base
+  // comes first in all classes, so that it has the address of the whole.
   static std::unordered_set<const void*>& Live() {
     // Not a member: for Windows, gcc makes such a member in every file that uses it.
     thread_local std::unordered_set<const void*> live;
