@@ -20,6 +20,12 @@ void ScriptedServer::Peer::send(std::string_view bytes) {
 }
 
 bool ScriptedServer::Peer::receive() {
+  // Ending the connection from another thread does not wake everybody on every system.
+  while (!isClosed() && !loopback::isReadableWithin(socket_, 20)) {
+    if (stopping_.load()) {
+      return false;
+    }
+  }
   char piece[4096];
   const std::size_t count = isClosed() ? 0 : loopback::receive(socket_, piece, sizeof piece);
   buffer_.append(piece, count);
@@ -78,21 +84,13 @@ void ScriptedServer::run() {
       continue;
     }
     connections_.fetch_add(1);
-    current_.store(client);
-    {
-      Peer peer(client);
-      script_(peer);
-      current_.store(loopback::kNone);
-    }
+    Peer peer(client, stopping_);
+    script_(peer);
   }
 }
 
 ScriptedServer::~ScriptedServer() {
   stopping_.store(true);
-  const loopback::Socket client = current_.load();
-  if (client != loopback::kNone) {
-    loopback::endBoth(client);
-  }
   thread_.join();
   loopback::closeSocket(listener_);
 }

@@ -17,7 +17,8 @@ class ScriptedServer {
  public:
   class Peer {
    public:
-    explicit Peer(loopback::Socket socket) : socket_(socket) {}
+    Peer(loopback::Socket socket, const std::atomic<bool>& stopping)
+        : socket_(socket), stopping_(stopping) {}
     ~Peer();
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
@@ -35,10 +36,11 @@ class ScriptedServer {
     bool isClosed() const { return socket_ == loopback::kNone; }
 
    private:
-    // Adds to the buffer; false at the end of the connection.
+    // Adds to the buffer; false at the end of the connection, or of the server.
     bool receive();
 
     loopback::Socket socket_;
+    const std::atomic<bool>& stopping_;
     std::string buffer_;
   };
 
@@ -61,7 +63,6 @@ class ScriptedServer {
   unsigned port_ = 0;
   std::atomic<bool> stopping_{false};
   std::atomic<int> connections_{0};
-  std::atomic<loopback::Socket> current_{loopback::kNone};
   std::thread thread_;
 };
 

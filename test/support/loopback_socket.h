@@ -27,8 +27,6 @@ std::size_t receive(Socket socket, char* out, std::size_t size);
 // Sends all of it; false when the other side is gone.
 bool sendAll(Socket socket, std::string_view bytes);
 
-// Ends both directions, which wakes whoever waits for bytes.
-void endBoth(Socket socket);
 void closeSocket(Socket socket);
 
 }  // namespace loopback

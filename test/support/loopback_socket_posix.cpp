@@ -47,10 +47,6 @@ bool sendAll(Socket socket, std::string_view bytes) {
   return true;
 }
 
-void endBoth(Socket socket) {
-  ::shutdown(socket, SHUT_RDWR);
-}
-
 void closeSocket(Socket socket) {
   ::close(socket);
 }

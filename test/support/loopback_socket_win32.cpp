@@ -24,8 +24,17 @@ Socket listenAnywhere(unsigned* port) {
   return listener;
 }
 
+// A client may have gone again when it is its turn: the listener never waits by itself.
 Socket acceptWithin(Socket listener, int milliseconds) {
-  return isReadableWithin(listener, milliseconds) ? ::accept(listener, nullptr, nullptr) : kNone;
+  if (!isReadableWithin(listener, milliseconds)) {
+    return kNone;
+  }
+  u_long waits = 1;
+  ioctlsocket(listener, FIONBIO, &waits);
+  const Socket client = ::accept(listener, nullptr, nullptr);
+  waits = 0;
+  ioctlsocket(client, FIONBIO, &waits);
+  return client;
 }
 
 bool isReadableWithin(Socket socket, int milliseconds) {
@@ -49,10 +58,6 @@ bool sendAll(Socket socket, std::string_view bytes) {
     bytes.remove_prefix(static_cast<std::size_t>(count));
   }
   return true;
-}
-
-void endBoth(Socket socket) {
-  ::shutdown(socket, SD_BOTH);
 }
 
 void closeSocket(Socket socket) {
