@@ -385,22 +385,29 @@ TEST(Decryption, RefusesRecipientsThatAreNotPeople) {
 // The same certificate named twice, the first time with a key that is not the content's.
 TEST(Decryption, GoesOnToTheNextRecipientThatFits) {
   const Person& person = testing::person(Kind::kRsa);
-  const std::string cms = encrypted("secret", {&person});
-  EnvelopedOutline outline;
-  ASSERT_TRUE(readEnveloped(cms, outline));
-  std::string wrong(outline.recipients[0].whole);
-  wrong.back() = static_cast<char>(wrong.back() ^ 1);
-  const std::string other = encrypted("different", {&person});
-  EnvelopedOutline otherOutline;
-  ASSERT_TRUE(readEnveloped(other, otherOutline));
-
-  for (const std::string& first : {wrong, std::string(otherOutline.recipients[0].whole)}) {
-    const std::string both =
-        madeLike(outline, first + std::string(outline.recipients[0].whole), outline.trailer);
-    const DecryptResult result = decrypted(both, person);
-    ASSERT_EQ(result.status, DecryptStatus::kOpened);
-    EXPECT_EQ(result.content->view(), "secret");
+  const auto recipientOf = [](const std::string& cms) {
+    EnvelopedOutline outline;
+    EXPECT_TRUE(readEnveloped(cms, outline));
+    return std::string(outline.recipients.at(0).whole);
+  };
+  // Content without a checksum opens with one wrong key in 256, and nobody can tell: of eight,
+  // three hardly ever do.
+  int right = 0;
+  for (int attempt = 0; attempt < 4; ++attempt) {
+    const std::string cms = encrypted("secret", {&person});
+    EnvelopedOutline outline;
+    ASSERT_TRUE(readEnveloped(cms, outline));
+    const std::string fitting = recipientOf(cms);
+    std::string damaged = fitting;
+    damaged.back() = static_cast<char>(damaged.back() ^ 1);
+    for (const std::string& first : {damaged, recipientOf(encrypted("different", {&person}))}) {
+      const DecryptResult result =
+          decrypted(madeLike(outline, first + fitting, outline.trailer), person);
+      ASSERT_EQ(result.status, DecryptStatus::kOpened);
+      right += result.content->view() == "secret" ? 1 : 0;
+    }
   }
+  EXPECT_GE(right, 6);
 }
 
 // Parameters of GOST 28147-89 that do not decode make the engine read through a null pointer, for
