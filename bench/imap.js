@@ -129,7 +129,7 @@ async function main(rows) {
           imapflow: () => timedAsync(async () => {
             for (let uid = 1; uid <= kBodies; ++uid) sum += (await client.fetchOne(String(uid), { source: true }, { uid: true })).source.length;
           }),
-        }, { runs: 7 });
+        }, { runs: 7, collect: true });
         await client.logout();
       }
     }

@@ -27,15 +27,17 @@ function median(values) {
 }
 
 // Runs each contender `runs` times, in turns, and prints the median in milliseconds and its ratio to the
-// first one. Nobody pays for what the one before has left to collect. A contender is a function, sync or
-// async; what it returns is not measured. One that returns a number is taken at its word: that many
-// milliseconds.
-async function compare(title, contenders, { runs = 5 } = {}) {
+// first one. A contender is a function, sync or async; what it returns is not measured. One that returns a
+// number is taken at its word: that many milliseconds. With `collect` nobody pays for the heap that the one
+// before has left; collecting throws compiled code away, too, so it is not for what has to be warm.
+async function compare(title, contenders, { runs = 5, collect = false } = {}) {
   const times = Object.fromEntries(Object.keys(contenders).map((name) => [name, []]));
   for (let run = 0; run < runs; run++) {
     for (const [name, work] of Object.entries(contenders)) {
-      collectGarbage();
-      await setImmediate();
+      if (collect) {
+        collectGarbage();
+        await setImmediate();
+      }
       const start = process.hrtime.bigint();
       const own = await work();
       times[name].push(typeof own === 'number' ? own : Number(process.hrtime.bigint() - start) / 1e6);
