@@ -19,7 +19,13 @@ function buildPrograms(...names) {
 }
 
 setFlagsFromString('--expose-gc');
-const collectGarbage = runInNewContext('gc');
+const gc = runInNewContext('gc');
+
+// What objects hold is given back when the event loop turns.
+async function collectGarbage() {
+  gc();
+  await setImmediate();
+}
 
 function median(values) {
   const sorted = [...values].sort((a, b) => a - b);
@@ -34,10 +40,7 @@ async function compare(title, contenders, { runs = 5, collect = false } = {}) {
   const times = Object.fromEntries(Object.keys(contenders).map((name) => [name, []]));
   for (let run = 0; run < runs; run++) {
     for (const [name, work] of Object.entries(contenders)) {
-      if (collect) {
-        collectGarbage();
-        await setImmediate();
-      }
+      if (collect) await collectGarbage();
       const start = process.hrtime.bigint();
       const own = await work();
       times[name].push(typeof own === 'number' ? own : Number(process.hrtime.bigint() - start) / 1e6);
@@ -54,4 +57,4 @@ async function compare(title, contenders, { runs = 5, collect = false } = {}) {
   return medians;
 }
 
-module.exports = { buildPrograms, compare, kRoot, median };
+module.exports = { buildPrograms, collectGarbage, compare, kRoot, median };

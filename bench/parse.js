@@ -9,7 +9,7 @@ const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
 
-const { buildPrograms, compare, kRoot } = require('./lib.js');
+const { buildPrograms, collectGarbage, compare, kRoot } = require('./lib.js');
 const { MessageParser } = require('../test/module/load.js');
 
 const kHeader = 'From: Ann <ann@example.com>\r\nTo: Bob <bob@example.com>\r\nSubject: =?utf-8?Q?Gr=C3=BC=C3=9Fe?=\r\n' +
@@ -214,14 +214,21 @@ async function main() {
       for (const [name, make] of Object.entries(kHostile)) {
         const one = Buffer.from(make(1));
         const four = Buffer.from(make(4));
-        // Processor time: growth is looked at, and other work on the machine must not show.
-        const time = (mail) => Math.min(...[1, 2, 3, 4, 5].map(() => {
-          const start = process.cpuUsage();
-          readAll(mail);
-          const { user, system } = process.cpuUsage(start);
-          return (user + system) / 1e3;
-        }));
-        const [a, b] = [time(one), time(four)];
+        // Processor time: growth is looked at, and other work on the machine must not show. Nor must fresh
+        // pages: each time finds the memory of the one before.
+        const time = async (mail) => {
+          let best = Infinity;
+          for (let run = 0; run < 7; run++) {
+            await collectGarbage();
+            const start = process.cpuUsage();
+            readAll(mail);
+            const { user, system } = process.cpuUsage(start);
+            best = Math.min(best, (user + system) / 1e3);
+          }
+          return best;
+        };
+        const a = await time(one);
+        const b = await time(four);
         let gmime;
         try {
           gmime = `${Number(execFileSync(peers.programs[0], ['1', file('hostile', one)], { timeout: 20000, stdio: 'pipe' })).toFixed(1)} ms`;
