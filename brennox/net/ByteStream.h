@@ -17,10 +17,6 @@ class ByteStream {
   // error() then says why, ErrorConnection for an orderly end.
   virtual std::size_t read(char* out, std::size_t size) = 0;
 
-  // As read(), where at least `size` more bytes are known to come: waking up for fewer, larger
-  // pieces is cheaper for both sides.
-  virtual std::size_t readOfMany(char* out, std::size_t size) { return read(out, size); }
-
   // Reads what is there without waiting; 0 may mean that there is nothing yet (no error then).
   virtual std::size_t readNow(char* /*out*/, std::size_t /*size*/) { return 0; }
 

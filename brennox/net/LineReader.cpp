@@ -87,7 +87,7 @@ bool LineReader::bytes(char* out, std::size_t size, const Progress& progress) {
       skip(count);
       done += count;
     } else {
-      const std::size_t count = stream_.readOfMany(out + done, left);
+      const std::size_t count = stream_.read(out + done, left);
       if (count == 0) {
         return false;
       }

@@ -20,11 +20,6 @@ constexpr std::int64_t kBytesPerSecond = 64;
 // Milliseconds. The system may count the tick that has begun as a whole one: what waits a little
 // longer than asked has waited long enough.
 constexpr int kTick = 20;
-// A line that hands over so many bytes at once is worth waiting for more of them, this many
-// milliseconds at most.
-constexpr std::size_t kFastPiece = 32 * 1024;
-constexpr std::size_t kLargePiece = 256 * 1024;
-constexpr int kPatience = 20;
 // zlib counts in 32 bits.
 constexpr std::size_t kMaxCompressAtOnce = std::size_t{1} << 30;
 
@@ -212,7 +207,6 @@ ErrorCode Stream::open(const Endpoint& endpoint) {
       endpoint.timeout <= 0 ? kDefaultTimeout : std::min(endpoint.timeout, kMaxTimeout);
   timeout_ = std::chrono::seconds(seconds);
   readPace_.restart();
-  fast_ = false;
   if (isCancelled()) {
     return error_ = ErrorCancelled;
   }
@@ -410,20 +404,6 @@ std::size_t Stream::readNow(char* out, std::size_t size) {
     return 0;
   }
   return *count;
-}
-
-// Only where bytes have just come fast: on a slow line it would delay the progress that is
-// reported.
-std::size_t Stream::readOfMany(char* out, std::size_t size) {
-  if (encrypted_ || deflate_ != nullptr || error_ != ErrorNone || handle_ == nullptr) {
-    return read(out, size);
-  }
-  if (fast_) {
-    platform::waitForBytes(socket_, std::min(size, kLargePiece), kPatience);
-  }
-  const std::size_t count = readRaw(out, size);
-  fast_ = count >= kFastPiece;
-  return count;
 }
 
 std::size_t Stream::read(char* out, std::size_t size) {

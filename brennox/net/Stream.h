@@ -73,7 +73,6 @@ class Stream final : public ByteStream {
   bool isCancelled() const noexcept { return cancelled_.load(); }
 
   std::size_t read(char* out, std::size_t size) override;
-  std::size_t readOfMany(char* out, std::size_t size) override;
   std::size_t readNow(char* out, std::size_t size) override;
   bool write(std::string_view bytes) override;
   void expectAnew() override { readPace_.restart(); }
@@ -114,7 +113,6 @@ class Stream final : public ByteStream {
   std::chrono::milliseconds timeout_{};
   Pace readPace_;
   bool encrypted_ = false;
-  bool fast_ = false;
   std::size_t heardBytes_ = 0;
   std::string greeting_;
   std::vector<std::string> lines_;

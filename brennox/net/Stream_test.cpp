@@ -161,39 +161,6 @@ TEST(Stream, BearsASlowServerThatGetsSomewhere) {
   }
 }
 
-TEST(Stream, ReadsManyBytesWholeHoweverTheyArrive) {
-  std::string sent;
-  for (std::size_t i = 0; sent.size() < 3 << 20; ++i) {
-    sent += std::to_string(i);
-  }
-  ScriptedServer server([&](ScriptedServer::Peer& peer) {
-    peer.greet("IMAP4rev1");
-    peer.line();
-    // Fast at first, then in trickles that are smaller than any piece, then fast, then an end in
-    // the middle of what was expected.
-    const std::string_view all = sent;
-    const std::size_t trickles = 2 << 20;
-    peer.send(all.substr(0, trickles));
-    for (std::size_t i = 0; i < 10; ++i) {
-      std::this_thread::sleep_for(5ms);
-      peer.send(all.substr(trickles + i * 1000, 1000));
-    }
-    peer.send(all.substr(trickles + 10 * 1000));
-    peer.close();
-  });
-  Stream stream;
-  ASSERT_EQ(stream.open(endpointOf(server)), ErrorNone);
-  ASSERT_TRUE(stream.write("a\r\n"));
-  std::string got(sent.size() + 1000, '\0');
-  std::size_t done = 0;
-  while (const std::size_t count = stream.readOfMany(got.data() + done, got.size() - done)) {
-    done += count;
-  }
-  EXPECT_EQ(stream.error(), ErrorConnection);
-  got.resize(done);
-  EXPECT_TRUE(got == sent) << done;
-}
-
 TEST(Stream, BoundsWhatIsSaidWhileConnecting) {
   ScriptedServer server([](ScriptedServer::Peer& peer) {
     peer.send("* OK ready\r\n");

@@ -22,10 +22,6 @@ enum class Wait { kReady, kTimedOut, kFailed };
 // connection that the other side has ended counts as readable.
 Wait waitForSocket(Socket socket, bool read, bool write, int milliseconds);
 
-// Waits until there are `least` bytes to receive, or the connection has ended, at most
-// `milliseconds`. A hint: where the system can't count, it does not wait.
-void waitForBytes(Socket socket, std::size_t least, int milliseconds);
-
 // How long receive() waits from now on; the socket is not to be waited on in any other way then.
 bool setReceiveTimeout(Socket socket, int milliseconds);
 

@@ -7,9 +7,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <csignal>
 #include <ctime>
 
@@ -42,21 +40,6 @@ Wait waitForSocket(Socket socket, bool read, bool write, int milliseconds) {
   // An interrupted wait counts as ready: the caller tries, finds nothing, and waits for what is
   // left.
   return count == 0 ? Wait::kTimedOut : errno == EINTR ? Wait::kReady : Wait::kFailed;
-}
-
-// For poll() only: with a mark of its own, a blocking recv() that found less than that would sleep
-// until as many have come again, which the last bytes never do.
-void waitForBytes(Socket socket, std::size_t least, int milliseconds) {
-  const auto setMark = [socket](int mark) {
-    return ::setsockopt(socket, SOL_SOCKET, SO_RCVLOWAT, &mark, sizeof mark) == 0;
-  };
-  if (setMark(static_cast<int>(std::min<std::size_t>(least, INT_MAX)))) {
-    pollfd entry{};
-    entry.fd = socket;
-    entry.events = POLLIN;
-    ::poll(&entry, 1, milliseconds);
-    setMark(1);
-  }
 }
 
 // One blocking call where there would be three otherwise: an attempt, a poll, another attempt.

@@ -59,9 +59,6 @@ Wait waitForSocket(Socket socket, bool read, bool write, int milliseconds) {
   return count < 0 ? Wait::kFailed : isWhole ? Wait::kTimedOut : Wait::kReady;
 }
 
-// The system has no mark below which bytes don't count.
-void waitForBytes(Socket, std::size_t, int) {}
-
 // The system keeps the number for receive(); the calls themselves never wait.
 bool setReceiveTimeout(Socket socket, int milliseconds) {
   const auto time = static_cast<DWORD>(milliseconds);
