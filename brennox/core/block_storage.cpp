@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <mutex>
 
+#include "core/sanitized.h"
 #include "platform/memory.h"
 
 namespace brennox {
@@ -133,23 +134,9 @@ KeptStorage& kept() {
   return *instance;
 }
 
-// A sanitizer sees use after free and writes past the end only in storage from the heap.
-#if defined(__SANITIZE_ADDRESS__)
-#define BRENNOX_HEAP_ONLY
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define BRENNOX_HEAP_ONLY
-#endif
-#endif
-#ifdef BRENNOX_HEAP_ONLY
-bool hasOwnPages(std::size_t) {
-  return false;
-}
-#else
 bool hasOwnPages(std::size_t capacity) {
-  return capacity >= kLargeBlock;
+  return !kAddressSanitized && capacity >= kLargeBlock;
 }
-#endif
 
 }  // namespace
 

@@ -5,6 +5,8 @@
 #include <new>
 #include <utility>
 
+#include "core/sanitized.h"
+
 namespace brennox {
 namespace {
 
@@ -52,20 +54,6 @@ struct Ending {
   return !lists.keepsNothing;
 }
 
-// A sanitizer sees use after free only in storage from the heap.
-#if defined(__SANITIZE_ADDRESS__)
-#define BRENNOX_HEAP_ONLY
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define BRENNOX_HEAP_ONLY
-#endif
-#endif
-#ifdef BRENNOX_HEAP_ONLY
-constexpr bool kMayKeep = false;
-#else
-constexpr bool kMayKeep = true;
-#endif
-
 }  // namespace
 
 void* allocateObject(std::size_t size) {
@@ -89,7 +77,7 @@ void* allocateObject(std::size_t size) {
 void freeObject(void* block, std::size_t size) noexcept {
   const std::size_t index = sizeIndex(size);
   Lists& own = lists;
-  if (!kMayKeep || index >= kSizes || own.bytes + index * kStep > kKeptObjects ||
+  if (kAddressSanitized || index >= kSizes || own.bytes + index * kStep > kKeptObjects ||
       (own.keepsNothing && !startKeeping())) {
     std::free(block);
     return;

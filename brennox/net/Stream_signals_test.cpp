@@ -7,22 +7,12 @@
 #include <csignal>
 #include <thread>
 
-#include "net/Stream.h"
-#include "net/scripted_server.h"
+#include "net/endpoint_for_test.h"
 
 namespace brennox::net {
 namespace {
 
 using namespace std::chrono_literals;
-
-Endpoint endpointOf(const ScriptedServer& server) {
-  Endpoint endpoint;
-  endpoint.host = "127.0.0.1";
-  endpoint.port = server.port();
-  endpoint.connectionType = ConnectionTypeClear;
-  endpoint.timeout = 1;
-  return endpoint;
-}
 
 TEST(Stream, WaitsOnWhenASignalComes) {
   ScriptedServer server([](ScriptedServer::Peer& peer) {

@@ -8,21 +8,12 @@
 
 #include "net/Deflate.h"
 #include "net/LineReader.h"
-#include "net/scripted_server.h"
+#include "net/endpoint_for_test.h"
 
 namespace brennox::net {
 namespace {
 
 using namespace std::chrono_literals;
-
-Endpoint endpointOf(const ScriptedServer& server) {
-  Endpoint endpoint;
-  endpoint.host = "127.0.0.1";
-  endpoint.port = server.port();
-  endpoint.connectionType = ConnectionTypeClear;
-  endpoint.timeout = 1;
-  return endpoint;
-}
 
 TEST(Stream, SeesWhatTheServerSaysWhileConnecting) {
   ScriptedServer server([](ScriptedServer::Peer& peer) {
